@@ -1,0 +1,1 @@
+#include "text/attributed_text.h"

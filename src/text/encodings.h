@@ -1,0 +1,59 @@
+// Conversions between UTF-8, UTF-16 and legacy byte encodings, through ICU.
+//
+// The buffer functions keep the shape of a classic converter interface: caller-owned buffers with
+// capacities, a status as the result. The string functions are what the rest of the system uses
+// at its edges, where bytes come in and go out:
+//
+//   textrix::Utf8Decoding in = textrix::decodeUtf8(bytes);
+//   if (!in.ok()) report("invalid UTF-8 at byte", in.errorOffset);
+//   std::string out = textrix::encodeUtf8(in.text);
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace textrix {
+
+// Status of the buffer conversions: 0 on success, else an ICU error code (UErrorCode, > 0).
+using ConverterStatus = int;
+
+// Opens the shared UTF-8 and UTF-16 converters once; returns the status of opening them.
+ConverterStatus initUnicodeConverters();
+
+// Converts sourceLength bytes of UTF-8 into at most targetCapacity UTF-16 code units; the number
+// of units written goes to *written when given. Invalid input or too small a target is an error.
+ConverterStatus convertUTF8ToUnicode(const char* source, std::size_t sourceLength, char16_t* target,
+                                     std::size_t targetCapacity, std::size_t* written = nullptr);
+
+// Converts sourceLength UTF-16 code units into at most targetCapacity bytes of UTF-8.
+ConverterStatus convertUnicodeToUTF8(const char16_t* source, std::size_t sourceLength, char* target,
+                                     std::size_t targetCapacity, std::size_t* written = nullptr);
+
+// Converts bytes in the named encoding (an ICU converter name such as "windows-1252" or
+// "macintosh") into UTF-16, storing the units produced in *outLength (0 when nothing was
+// converted). Returns 1 on success, 0 when the conversion failed, and the nonzero status of
+// opening the converter when no converter could be opened.
+int convertEncodingToUnicode(const char* source, std::size_t sourceLength, const char* encoding,
+                             char16_t* target, std::size_t targetCapacity, std::size_t* outLength);
+
+// UTF-8 bytes decoded: the text, or the offset of the first byte that is not valid UTF-8.
+struct Utf8Decoding {
+  static constexpr std::size_t kValid = static_cast<std::size_t>(-1);
+
+  std::u16string text;
+  std::size_t errorOffset = kValid;
+
+  bool ok() const { return errorOffset == kValid; }
+};
+
+// Decodes UTF-8 strictly: on invalid input the text is empty and errorOffset names the byte.
+Utf8Decoding decodeUtf8(std::string_view bytes);
+
+// Decodes UTF-8 leniently: every invalid sequence becomes U+FFFD.
+std::u16string utf16FromUtf8(std::string_view bytes);
+
+// Encodes UTF-16 as UTF-8; an unpaired surrogate becomes U+FFFD.
+std::string encodeUtf8(std::u16string_view text);
+
+}  // namespace textrix

@@ -1,0 +1,1 @@
+#include "text/mutable_string.h"

@@ -1,0 +1,3 @@
+#include "text/attributed_text.h"
+
+#include <gtest/gtest.h>

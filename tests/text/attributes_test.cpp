@@ -1,0 +1,3 @@
+#include "text/attributes.h"
+
+#include <gtest/gtest.h>

@@ -1,0 +1,3 @@
+#include "text/charsets.h"
+
+#include <gtest/gtest.h>

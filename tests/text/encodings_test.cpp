@@ -1,0 +1,3 @@
+#include "text/encodings.h"
+
+#include <gtest/gtest.h>

@@ -1,0 +1,3 @@
+#include "text/lines.h"
+
+#include <gtest/gtest.h>

@@ -1,0 +1,3 @@
+#include "text/mutable_string.h"
+
+#include <gtest/gtest.h>

@@ -1,0 +1,3 @@
+#include "text/search.h"
+
+#include <gtest/gtest.h>
