@@ -1,3 +1,372 @@
 #include "text/attributed_text.h"
 
 #include <gtest/gtest.h>
+
+#include <random>
+
+namespace textrix {
+namespace {
+
+AttributeDictionary colored(double red) {
+  AttributeDictionary attributes;
+  attributes.setObject(Color{red, 0, 0, 1}, kForegroundColorAttributeName);
+  return attributes;
+}
+
+const AttributeDictionary kPlain;
+const AttributeDictionary kRed = colored(1.0);
+const AttributeDictionary kBlue = colored(0.5);
+
+// "plain" + "RED" + "plain", the middle run red.
+AttributedText threeRuns() {
+  AttributedText text(u"abc", kPlain);
+  text.appendString(u"DEF", kRed);
+  text.appendString(u"ghi", kPlain);
+  return text;
+}
+
+// The attributes of every character, one by one: the obviously correct picture of the runs.
+std::vector<AttributeDictionary> attributesPerCharacter(const AttributedText& text) {
+  std::vector<AttributeDictionary> result;
+  for (std::size_t i = 0; i < text.length(); ++i) result.push_back(text.attributesAtIndex(i));
+  return result;
+}
+
+TEST(AttributedTextEditRule, InsertedTextTakesTheAttributesOfItsNeighbour) {
+  struct Case {
+    std::size_t index;
+    const AttributeDictionary* expected;
+  };
+  const Case cases[] = {
+      {0, &kPlain},  // at the start: the character after it
+      {4, &kRed},    // inside the red run
+      {3, &kPlain},  // at the start of the red run: the character before it
+      {6, &kRed},    // just after the red run: the red character before it
+      {9, &kPlain},  // at the end
+  };
+  for (const Case& test : cases) {
+    SCOPED_TRACE(test.index);
+    AttributedText text = threeRuns();
+    text.insertString(u"xy", test.index);
+    EXPECT_EQ(text.string().substr(test.index, 2), u"xy");
+    EXPECT_EQ(text.attributesAtIndex(test.index), *test.expected);
+    EXPECT_EQ(text.attributesAtIndex(test.index + 1), *test.expected);
+  }
+}
+
+TEST(AttributedTextEditRule, InsertingAtTheStartOfARedTextMakesTheInsertRed) {
+  AttributedText text(u"bold", kRed);
+  text.insertString(u"x", 0);
+  EXPECT_EQ(text, AttributedText(u"xbold", kRed));
+}
+
+TEST(AttributedTextEditRule, ReplacementTakesTheAttributesOfTheFirstReplacedCharacter) {
+  AttributedText text = threeRuns();
+  text.replaceCharactersInRange(Range{2, 3}, u"1234");  // "c" plain, "DE" red
+  EXPECT_EQ(text.string(), u"ab1234Fghi");
+  EXPECT_EQ(text.attributesAtIndex(5), kPlain);
+  EXPECT_EQ(text.attributesAtIndex(6), kRed);
+}
+
+TEST(AttributedTextEditRule, DeletedCharactersTakeTheirRunAndEqualNeighboursJoin) {
+  AttributedText text = threeRuns();
+  text.deleteCharactersInRange(Range{3, 3});
+  EXPECT_EQ(text, AttributedText(u"abcghi", kPlain));
+  EXPECT_EQ(text.runs().size(), 1u);
+}
+
+TEST(AttributedTextEditRule, InsertingIntoEmptyTextGivesNoAttributes) {
+  AttributedText text;
+  text.appendString(u"abc");
+  EXPECT_EQ(text.attributesAtIndex(0), kPlain);
+  text.setString(u"");
+  EXPECT_TRUE(text.empty());
+  EXPECT_TRUE(text.runs().empty());
+}
+
+TEST(AttributedTextEditing, AttributedInsertKeepsItsOwnRuns) {
+  AttributedText text(u"ac", kPlain);
+  text.insertAttributedString(AttributedText(u"b", kRed), 1);
+  EXPECT_EQ(text.runs().size(), 3u);
+  EXPECT_EQ(text.attributesAtIndex(1), kRed);
+  text.insertAttributedString(text, 0);  // inserting a text into itself reads it first
+  EXPECT_EQ(text.string(), u"abcabc");
+  EXPECT_EQ(text.attributesAtIndex(4), kRed);
+}
+
+TEST(AttributedTextEditing, FormatsAppendByTheRuleOrAsOneRun) {
+  AttributedText text(u"x", kRed);
+  text.appendFormat(u" %@-%@ 100%%", {u"a", u"b"});
+  EXPECT_EQ(text, AttributedText(u"x a-b 100%", kRed));
+  text.appendFormat(kBlue, u"%@", {u""});  // formats to nothing: nothing appended
+  EXPECT_EQ(text.runs().size(), 1u);
+  text.appendFormat(kBlue, u"[%@]", {u"y"});
+  EXPECT_EQ(text.attributesAtIndex(text.length() - 1), kBlue);
+}
+
+TEST(AttributedTextEditing, StringAsLinkIsOneRunLinkingToItself) {
+  AttributedText text(u"see ", kPlain);
+  text.insertStringAsLink(u"https://example.org", 4);
+  const std::vector<AttributedText::Run> runs = text.runs();
+  ASSERT_EQ(runs.size(), 2u);
+  EXPECT_EQ(runs[1].range, (Range{4, 19}));
+  const AttributeDictionary& link = runs[1].attributes;
+  ASSERT_NE(link.get<Link>(kLinkAttributeName), nullptr);
+  EXPECT_EQ(link.get<Link>(kLinkAttributeName)->url, u"https://example.org");
+  EXPECT_EQ(*link.get<std::int64_t>(kUnderlineStyleAttributeName), 1);
+  EXPECT_EQ(*link.get<Color>(kForegroundColorAttributeName), kLinkColor);
+}
+
+TEST(AttributedTextAttributes, SetAttributeToNoneRemovesItOnlyWhereItIs) {
+  AttributedText text = threeRuns();
+  text.setAttribute(std::nullopt, kForegroundColorAttributeName, Range{0, 9});
+  EXPECT_EQ(text, AttributedText(u"abcDEFghi", kPlain));
+}
+
+TEST(AttributedTextAttributes, RangesAreClippedToTheText) {
+  struct Case {
+    Range range;
+    std::size_t firstChanged;
+    std::size_t changed;
+  };
+  const Case cases[] = {
+      {{7, 100}, 7, 2},  // reaches past the end: clipped
+      {{9, 1}, 0, 0},    // starts at the end: nothing
+      {{20, 5}, 0, 0},   // starts past the end: nothing
+      {{1, 3}, 1, 3},    // splits the runs at both ends
+  };
+  for (const Case& test : cases) {
+    SCOPED_TRACE(test.range.location);
+    AttributedText text = threeRuns();
+    AttributeDictionary underline;
+    underline.setObject(kUnderlineStyleSingle, kUnderlineStyleAttributeName);
+    text.overrideAttributes(underline, test.range);
+    for (std::size_t i = 0; i < text.length(); ++i) {
+      const bool inside = i >= test.firstChanged && i < test.firstChanged + test.changed;
+      EXPECT_EQ(text.attributesAtIndex(i).find(kUnderlineStyleAttributeName) != nullptr, inside)
+          << i;
+      EXPECT_EQ(text.attributesAtIndex(i).find(kForegroundColorAttributeName) != nullptr,
+                i >= 3 && i < 6)
+          << i;
+    }
+  }
+}
+
+TEST(AttributedTextAttributes, MissingNamesAndEmptyDictionariesChangeNothing) {
+  AttributedText text = threeRuns();
+  text.overrideAttributes(AttributeDictionary(), Range{0, 9});
+  text.setAttribute(Color{}, "", Range{0, 9});
+  text.removeAttribute("");
+  EXPECT_EQ(text, threeRuns());
+}
+
+TEST(AttributedTextAttributes, RemoveAttributeClearsTheWholeText) {
+  AttributedText text = threeRuns();
+  text.removeAttribute(kForegroundColorAttributeName);
+  EXPECT_EQ(text, AttributedText(u"abcDEFghi"));
+}
+
+TEST(AttributedTextAttributes, EffectiveRangeIsClippedAndSpansEqualRunsInABatch) {
+  AttributedText text = threeRuns();
+  Range effective;
+  EXPECT_EQ(text.attributesAtIndex(4, &effective, Range{0, 9}), kRed);
+  EXPECT_EQ(effective, (Range{3, 3}));
+  text.attributesAtIndex(4, &effective, Range{4, 1});
+  EXPECT_EQ(effective, (Range{4, 1}));
+
+  text.beginEditing();
+  text.setAttribute(std::nullopt, kForegroundColorAttributeName, Range{3, 3});
+  text.attributesAtIndex(1, &effective, Range{0, 9});
+  EXPECT_EQ(effective, (Range{0, 9}));
+  text.endEditing();
+  EXPECT_EQ(text.runs().size(), 1u);
+}
+
+TEST(AttributedTextAttributes, ContainsAttachmentsOnlyWithAnAttachmentRun) {
+  AttributedText text = threeRuns();
+  EXPECT_FALSE(text.containsAttachments());
+  AttributeDictionary picture;
+  picture.setObject(Attachment{"a.png", std::make_shared<const std::string>("PNG")},
+                    kAttachmentAttributeName);
+  text.insertString(u"\uFFFC", 2, picture);
+  EXPECT_TRUE(text.containsAttachments());
+  text.removeCharacterAtIndex(2);
+  EXPECT_FALSE(text.containsAttachments());
+}
+
+TEST(AttributedTextRemoval, RemovalsKeepTheRunsOfWhatRemains) {
+  AttributedText text(u"a\tb", kPlain);
+  text.appendString(u" \u00A0\u2028\r\nc\u0000", kRed);
+  struct Case {
+    void (AttributedText::*remove)();
+    std::u16string expected;
+  };
+  const Case cases[] = {
+      {&AttributedText::removeTabs, u"ab \u00A0\u2028\r\nc\u0000"},
+      {&AttributedText::removeFeeds, u"a\tb \u00A0c\u0000"},
+      {&AttributedText::removeSpaces, u"ab\u2028\r\nc"},
+      {&AttributedText::removeWhiteCharacters, u"abc"},
+  };
+  for (const Case& test : cases) {
+    AttributedText edited = text;
+    (edited.*test.remove)();
+    EXPECT_EQ(edited.string(), test.expected);
+    EXPECT_EQ(edited.attributesAtIndex(0), kPlain);
+    EXPECT_EQ(edited.attributesAtIndex(edited.string().find(u'c')), kRed);
+  }
+}
+
+TEST(AttributedTextRemoval, RemoveFeedsRemovesAttachmentsToo) {
+  AttributedText text(u"a\r\nb\uFFFCc");
+  text.removeFeeds();
+  EXPECT_EQ(text.string(), u"abc");
+}
+
+TEST(AttributedTextRemoval, AWhollyRemovedRunLetsItsNeighboursJoin) {
+  AttributedText text(u"<<", kPlain);
+  text.appendString(u"x", kRed);
+  text.appendString(u">>", kBlue);
+  text.appendString(u"y", kRed);
+  text.removeCharactersOfString(u"<>");
+  EXPECT_EQ(text, AttributedText(u"xy", kRed));
+  text.removeCharactersOfString(u"");
+  EXPECT_EQ(text.string(), u"xy");
+}
+
+TEST(AttributedTextUtilities, TrimsAndReplacementsKeepTheRuns) {
+  AttributedText text(u"--a", kPlain);
+  text.appendString(u"b--", kRed);
+  text.trimCharacter(u'-');
+  EXPECT_EQ(text.string(), u"ab");
+  EXPECT_EQ(text.attributesAtIndex(1), kRed);
+
+  text.replaceCharacter(u'B', u'x', false);
+  EXPECT_EQ(text.string(), u"ax");
+  EXPECT_EQ(text.attributesAtIndex(1), kRed);
+
+  text.replaceString(u"AX", u"long", false);  // takes the first replaced character's run
+  EXPECT_EQ(text, AttributedText(u"long", kPlain));
+}
+
+TEST(AttributedTextUtilities, NormalizingKeepsAttributesOnTheComposedCharacters) {
+  AttributedText text(u"e\u0301", kRed);
+  text.appendString(u"x", kPlain);
+  text.normalizeString();
+  EXPECT_EQ(text.string(), u"\u00E9x");
+  EXPECT_EQ(text.attributesAtIndex(0), kRed);
+  EXPECT_EQ(text.attributesAtIndex(1), kPlain);
+  text.normalizeString(NormalizationForm::nfd);
+  EXPECT_EQ(text.string(), u"e\u0301x");
+  EXPECT_EQ(text.attributesAtIndex(1), kRed);
+}
+
+TEST(AttributedTextLines, AnAttachmentStaysInsideItsLine) {
+  AttributedText text(u"x\uFFFCy\nz", kRed);
+  const std::vector<AttributedText> lines = text.lines();
+  ASSERT_EQ(lines.size(), 2u);
+  EXPECT_EQ(lines[0], AttributedText(u"x\uFFFCy\n", kRed));
+  EXPECT_EQ(lines[1], AttributedText(u"z", kRed));
+}
+
+TEST(AttributedTextLines, LinesKeepTheirRuns) {
+  const std::vector<AttributedText> lines = threeRuns().lines();
+  ASSERT_EQ(lines.size(), 1u);
+  EXPECT_EQ(lines[0], threeRuns());
+  AttributedText text(u"ab\r\n", kPlain);
+  text.appendString(u"cd", kRed);
+  const std::vector<AttributedText> split = text.lines();
+  ASSERT_EQ(split.size(), 2u);
+  EXPECT_EQ(split[1], AttributedText(u"cd", kRed));
+}
+
+TEST(AttributedTextLines, FeedAndFirstLineAreNoneWhereThePlainFormsAreEmpty) {
+  EXPECT_FALSE(AttributedText().feedOfLine());
+  EXPECT_FALSE(AttributedText().firstLine());
+  EXPECT_FALSE(AttributedText(u"abc").feedOfLine());
+  EXPECT_FALSE(AttributedText(u"\nabc").firstLine());
+  EXPECT_EQ(AttributedText(u"abc").firstLine(), AttributedText(u"abc"));
+  EXPECT_EQ(AttributedText(u"ab\n\n").feedOfLine(), AttributedText(u"\n\n"));
+  EXPECT_EQ(AttributedText(u"ab\ncd").firstLine(), AttributedText(u"ab"));
+  EXPECT_FALSE(AttributedText(u"ab\uFFFC").hasFeedOfLine());
+}
+
+// A slow model with one dictionary per character, edited one step at a time by the edit rule.
+struct ReferenceText {
+  std::u16string chars;
+  std::vector<AttributeDictionary> attributes;
+
+  void replace(Range range, std::u16string_view replacement) {
+    AttributeDictionary inserted;
+    if (range.length > 0) {
+      inserted = attributes[range.location];
+    } else if (range.location > 0) {
+      inserted = attributes[range.location - 1];
+    } else if (!chars.empty()) {
+      inserted = attributes[0];
+    }
+    chars.replace(range.location, range.length, replacement);
+    const auto at = attributes.begin() + static_cast<std::ptrdiff_t>(range.location);
+    attributes.erase(at, at + static_cast<std::ptrdiff_t>(range.length));
+    attributes.insert(attributes.begin() + static_cast<std::ptrdiff_t>(range.location),
+                      replacement.size(), inserted);
+  }
+};
+
+TEST(AttributedTextReference, RandomEditsMatchTheOneCharacterAtATimeModel) {
+  std::mt19937 random(7);
+  const AttributeDictionary palette[] = {kPlain, kRed, kBlue};
+  auto pick = [&](std::size_t bound) {
+    return std::uniform_int_distribution<std::size_t>(0, bound)(random);
+  };
+  for (int round = 0; round < 200; ++round) {
+    AttributedText text;
+    ReferenceText model;
+    for (int step = 0; step < 40; ++step) {
+      const std::size_t length = model.chars.size();
+      const std::size_t start = pick(length);
+      const Range range{start, pick(length - start)};
+      const std::u16string piece = std::u16string(pick(3), u"ab-\n"[pick(3)]);
+      switch (pick(4)) {
+        case 0:
+          text.replaceCharactersInRange(range, piece);
+          model.replace(range, piece);
+          break;
+        case 1: {
+          const AttributeDictionary& attributes = palette[pick(2)];
+          text.insertString(piece, start, attributes);
+          model.replace(Range{start, 0}, piece);
+          std::fill_n(model.attributes.begin() + static_cast<std::ptrdiff_t>(start), piece.size(),
+                      attributes);
+          break;
+        }
+        case 2:
+          text.setAttribute(Color{0.5, 0, 0, 1}, kForegroundColorAttributeName, range);
+          for (std::size_t i = range.location; i < range.end(); ++i) {
+            model.attributes[i].setObject(Color{0.5, 0, 0, 1}, kForegroundColorAttributeName);
+          }
+          break;
+        case 3: {
+          text.replaceString(u"a-", u"X", true);
+          for (std::size_t at = model.chars.find(u"a-"); at != std::u16string::npos;
+               at = model.chars.find(u"a-", at + 1)) {
+            model.replace(Range{at, 2}, u"X");
+          }
+          break;
+        }
+        case 4:
+          text.removeCharacters(u'b');
+          for (std::size_t at = model.chars.find(u'b'); at != std::u16string::npos;
+               at = model.chars.find(u'b', at)) {
+            model.replace(Range{at, 1}, u"");
+          }
+          break;
+      }
+      ASSERT_EQ(text.string(), model.chars) << "round " << round << " step " << step;
+      ASSERT_EQ(attributesPerCharacter(text), model.attributes)
+          << "round " << round << " step " << step;
+    }
+  }
+}
+
+}  // namespace
+}  // namespace textrix
