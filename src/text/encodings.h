@@ -18,7 +18,9 @@ namespace textrix {
 // Status of the buffer conversions: 0 on success, else an ICU error code (UErrorCode, > 0).
 using ConverterStatus = int;
 
-// Opens the shared UTF-8 and UTF-16 converters once; returns the status of opening them.
+// Opens, once, the converter between UTF-8 and UTF-16 that the two buffer conversions below share
+// (so they are for one thread at a time); returns the status of opening it. Those conversions
+// call it themselves.
 ConverterStatus initUnicodeConverters();
 
 // Converts sourceLength bytes of UTF-8 into at most targetCapacity UTF-16 code units; the number
@@ -47,7 +49,8 @@ struct Utf8Decoding {
   bool ok() const { return errorOffset == kValid; }
 };
 
-// Decodes UTF-8 strictly: on invalid input the text is empty and errorOffset names the byte.
+// Decodes UTF-8 strictly (encoded surrogates and overlong forms are invalid): on invalid input the
+// text is empty and errorOffset is the byte where the first ill-formed sequence begins.
 Utf8Decoding decodeUtf8(std::string_view bytes);
 
 // Decodes UTF-8 leniently: every invalid sequence becomes U+FFFD.

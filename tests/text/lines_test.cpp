@@ -1,3 +1,146 @@
 #include "text/lines.h"
 
 #include <gtest/gtest.h>
+
+#include <iterator>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace textrix {
+namespace {
+
+using Lines = std::vector<std::u16string_view>;
+
+constexpr std::u16string_view kPlainFeeds = u"\n\r\f\u2028\u2029\u0003\uFFFC\uFEFF";
+constexpr std::u16string_view kAttributedFeeds = u"\n\r\f\u2028\u2029\u0003\uFEFF";
+
+bool isListedFeed(char16_t c, FeedSet feeds) {
+  return (feeds == FeedSet::plain ? kPlainFeeds : kAttributedFeeds).find(c) != std::u16string::npos;
+}
+
+// Looks at every unit on its own: a feed ends a line unless it is the CR of a CR LF.
+Lines referenceLines(std::u16string_view text, FeedSet feeds) {
+  Lines result;
+  std::size_t start = 0;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const bool crOfCrLf = text[i] == u'\r' && i + 1 < text.size() && text[i + 1] == u'\n';
+    if (!isListedFeed(text[i], feeds) || crOfCrLf) continue;
+    result.push_back(text.substr(start, i + 1 - start));
+    start = i + 1;
+  }
+  if (start < text.size()) result.push_back(text.substr(start));
+  return result;
+}
+
+// Cuts lines the way AttributedText does, through lineEnd.
+Lines linesThroughLineEnd(std::u16string_view text, FeedSet feeds) {
+  Lines result;
+  for (std::size_t start = 0, end; start < text.size(); start = end) {
+    end = lineEnd(text, start, feeds);
+    result.push_back(text.substr(start, end - start));
+  }
+  return result;
+}
+
+TEST(LineSplitting, FeedCharactersAreExactlyTheListedOnes) {
+  for (char32_t c = 0; c <= 0xFFFF; ++c) {
+    SCOPED_TRACE(testing::Message() << "U+" << std::hex << static_cast<unsigned>(c));
+    for (FeedSet feeds : {FeedSet::plain, FeedSet::attributed}) {
+      const auto unit = static_cast<char16_t>(c);
+      const bool feed = isListedFeed(unit, feeds);
+      std::u16string text(16, u'x');  // long enough to be searched a block at a time
+      text[5] = unit;
+      ASSERT_EQ(isFeedCharacter(unit, feeds), feed);
+      ASSERT_EQ(lineEnd(text, 0, feeds), feed ? 6u : 16u);
+      ASSERT_EQ(firstLine(text, feeds).size(), feed ? 5u : 16u);
+    }
+  }
+}
+
+TEST(LineSplitting, CutsTextJustAfterEachTerminator) {
+  const struct {
+    std::u16string_view text;
+    Lines lines;
+  } cases[] = {
+      {u"", {}},
+      {u"abc", {u"abc"}},
+      {u"a\r\nb", {u"a\r\n", u"b"}},
+      {u"a\n\rb", {u"a\n", u"\r", u"b"}},  // LF CR is two terminators, not one reversed
+      {u"a\r\r\n", {u"a\r", u"\r\n"}},
+      {u"a\n\n", {u"a\n", u"\n"}},
+      {u"\n", {u"\n"}},
+      {u"a\r", {u"a\r"}},
+      {u"a\fb\u2028c\u2029d\u0003e\uFEFFf",
+       {u"a\f", u"b\u2028", u"c\u2029", u"d\u0003", u"e\uFEFF", u"f"}},
+      {u"x\uFFFCy", {u"x\uFFFC", u"y"}},
+      {u"a\u0085b\vc", {u"a\u0085b\vc"}},  // next line and vertical tab do not end lines
+  };
+  for (std::size_t i = 0; i < std::size(cases); ++i) {
+    SCOPED_TRACE(testing::Message() << "case " << i);
+    EXPECT_EQ(lines(cases[i].text), cases[i].lines);
+    EXPECT_EQ(numberOfLines(cases[i].text), cases[i].lines.size());
+  }
+}
+
+TEST(LineSplitting, KeepsAnAttachmentInsideItsLineInAttributedText) {
+  EXPECT_EQ(linesThroughLineEnd(u"x\uFFFCy", FeedSet::attributed), Lines{u"x\uFFFCy"});
+  EXPECT_EQ(linesThroughLineEnd(u"x\uFFFCy", FeedSet::plain), (Lines{u"x\uFFFC", u"y"}));
+}
+
+TEST(LineSplitting, AgreesWithAUnitByUnitReferenceOnRandomTexts) {
+  // Feeds, CR LF in both orders, neighbours of feeds and surrogates, between runs of letters.
+  constexpr std::u16string_view kAlphabet =
+      u"ab \t\n\r\f\v\u0002\u0003\u0004\u0085\u2027\u2028\u2029\u202A\uFEFE\uFEFF\uFFFB\uFFFC"
+      u"\uFFFD\U0001F600";
+  std::mt19937 random(7);
+  for (int round = 0; round < 5000; ++round) {
+    std::u16string text(random() % 80, u'a');
+    for (char16_t& c : text) {
+      if (random() % 4 == 0) c = kAlphabet[random() % kAlphabet.size()];
+    }
+
+    const Lines plain = lines(text);
+    EXPECT_EQ(plain, referenceLines(text, FeedSet::plain));
+    EXPECT_EQ(numberOfLines(text), plain.size());
+    EXPECT_EQ(linesThroughLineEnd(text, FeedSet::attributed),
+              referenceLines(text, FeedSet::attributed));
+    std::size_t offset = 0;
+    for (std::u16string_view line : plain) {
+      ASSERT_EQ(line.data(), text.data() + offset) << "a line is not a view into the text";
+      offset += line.size();
+    }
+  }
+}
+
+TEST(LineSplitting, FindsTheFeedsAtTheEndAndTheTextBeforeTheFirstFeed) {
+  const struct {
+    std::u16string_view text;
+    FeedSet feeds;
+    bool hasFeed;
+    std::u16string_view feed;
+    std::u16string_view first;
+  } cases[] = {
+      {u"", FeedSet::plain, false, u"", u""},
+      {u"abc", FeedSet::plain, false, u"", u"abc"},
+      {u"a\r\n", FeedSet::plain, true, u"\r\n", u"a"},
+      {u"a\n\n", FeedSet::plain, true, u"\n\n", u"a"},
+      {u"\n", FeedSet::plain, true, u"\n", u""},
+      {u"\r\n\u2029\f", FeedSet::plain, true, u"\r\n\u2029\f", u""},
+      {u"ab\ncd", FeedSet::plain, false, u"", u"ab"},
+      {u"a\u0085", FeedSet::plain, false, u"", u"a\u0085"},
+      {u"x\uFFFC", FeedSet::plain, true, u"\uFFFC", u"x"},
+      {u"x\uFFFC", FeedSet::attributed, false, u"", u"x\uFFFC"},
+      {u"\uFFFCy\n\uFFFC\n", FeedSet::attributed, true, u"\n", u"\uFFFCy"},
+  };
+  for (std::size_t i = 0; i < std::size(cases); ++i) {
+    SCOPED_TRACE(testing::Message() << "case " << i);
+    const auto& c = cases[i];
+    EXPECT_EQ(hasFeedOfLine(c.text, c.feeds), c.hasFeed);
+    EXPECT_EQ(feedOfLine(c.text, c.feeds), c.feed);
+    EXPECT_EQ(firstLine(c.text, c.feeds), c.first);
+  }
+}
+
+}  // namespace
+}  // namespace textrix
