@@ -322,8 +322,12 @@ void AttributedText::removeCharactersIf(IsRemoved isRemoved) {
   std::size_t kept = 0;
   for (std::size_t run = 0; run < runs_.size(); ++run) {
     const std::size_t runStart = kept;
+    // Every unit is written and the kept count advances past the survivors only: no branch
+    // to mispredict where removed and kept units alternate.
     for (std::size_t i = runs_[run].start, end = runEnd(run); i < end; ++i) {
-      if (!isRemoved(chars_[i])) chars_[kept++] = chars_[i];
+      const char16_t unit = chars_[i];
+      chars_[kept] = unit;
+      kept += !isRemoved(unit);
     }
     if (kept == runStart) continue;
     if (runs.empty() || !(runs.back().attributes == runs_[run].attributes)) {

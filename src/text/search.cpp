@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <iterator>
 
+#include "text/lines.h"
+
 namespace textrix {
 
 namespace {
@@ -16,14 +18,6 @@ CharacterSetRep setOf(std::u16string_view units) {
 
 // Up to this many units a scan of the set is cheaper than clearing and filling a bitmap.
 constexpr std::size_t kMaxScannedUnits = 8;
-
-// The plain-text feed set: U+FFFC ends a line here, also when the units come from attributed text.
-constexpr std::u16string_view kPlainFeeds = u"\u000C\u000A\u000D\u2028\u2029\u0003\uFFFC\uFEFF";
-
-const CharacterSetRep& plainFeedSet() {
-  static const CharacterSetRep feeds = setOf(kPlainFeeds);
-  return feeds;
-}
 
 // The rule shared by the character searches and counts: a unit with case stands for its upper-case
 // form, so without the flag a search for 'a' matches 'A' only. Services rely on that, so it stays.
@@ -92,6 +86,12 @@ std::u16string copyWithout(std::u16string_view text, Match removed) {
   kept.reserve(text.size());
   std::remove_copy_if(text.begin(), text.end(), std::back_inserter(kept), removed);
   return kept;
+}
+
+// U+FFFC ends a line in plain text, and goes with the feeds also when the units come from
+// attributed text, where it is an attachment.
+bool isPlainFeed(char16_t unit) {
+  return isFeedCharacter(unit, FeedSet::plain);
 }
 
 auto memberOf(const CharacterSetRep& set) {
@@ -195,7 +195,7 @@ void removeTabs(std::u16string& text) {
 }
 
 void removeFeeds(std::u16string& text) {
-  std::erase_if(text, memberOf(plainFeedSet()));
+  std::erase_if(text, isPlainFeed);
 }
 
 void removeSpaces(std::u16string& text) {
@@ -225,7 +225,7 @@ std::u16string stringByRemovingTabs(std::u16string_view text) {
 }
 
 std::u16string stringByRemovingFeeds(std::u16string_view text) {
-  return copyWithout(text, memberOf(plainFeedSet()));
+  return copyWithout(text, isPlainFeed);
 }
 
 std::u16string stringByRemovingSpaces(std::u16string_view text) {

@@ -7,6 +7,8 @@
 namespace textrix {
 namespace {
 
+using namespace std::literals;
+
 AttributeDictionary colored(double red) {
   AttributeDictionary attributes;
   attributes.setObject(Color{red, 0, 0, 1}, kForegroundColorAttributeName);
@@ -196,14 +198,14 @@ TEST(AttributedTextAttributes, ContainsAttachmentsOnlyWithAnAttachmentRun) {
 
 TEST(AttributedTextRemoval, RemovalsKeepTheRunsOfWhatRemains) {
   AttributedText text(u"a\tb", kPlain);
-  text.appendString(u" \u00A0\u2028\r\nc\u0000", kRed);
+  text.appendString(u" \u00A0\u2028\r\nc\u0000"sv, kRed);
   struct Case {
     void (AttributedText::*remove)();
     std::u16string expected;
   };
   const Case cases[] = {
-      {&AttributedText::removeTabs, u"ab \u00A0\u2028\r\nc\u0000"},
-      {&AttributedText::removeFeeds, u"a\tb \u00A0c\u0000"},
+      {&AttributedText::removeTabs, u"ab \u00A0\u2028\r\nc\u0000"s},
+      {&AttributedText::removeFeeds, u"a\tb \u00A0c\u0000"s},
       {&AttributedText::removeSpaces, u"ab\u2028\r\nc"},
       {&AttributedText::removeWhiteCharacters, u"abc"},
   };

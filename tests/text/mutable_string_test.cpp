@@ -5,6 +5,8 @@
 namespace textrix {
 namespace {
 
+using namespace std::literals;
+
 TEST(FormatString, ReplacesPlaceholdersInOrder) {
   struct Case {
     std::u16string_view format;
@@ -76,7 +78,7 @@ TEST(MutableString, ReplacesCharactersWithOrWithoutCase) {
 
 TEST(MutableString, AppendsTrimmedOfWhiteCharacters) {
   std::u16string text = u">";
-  appendTrimmedString(text, u"\u0000\t\uFFFC a b\u00A0\r\n");
+  appendTrimmedString(text, u"\u0000\t\uFFFC a b\u00A0\r\n"sv);
   EXPECT_EQ(text, u">a b");
   appendTrimmedString(text, u" \n ");
   EXPECT_EQ(text, u">a b");
