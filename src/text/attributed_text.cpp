@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <stdexcept>
 #include <utility>
 
 #include "text/charsets.h"
@@ -12,6 +13,17 @@ namespace textrix {
 namespace {
 
 const AttributeDictionary kNoAttributes;
+
+// An index or range outside the text is the caller's error; it is refused before anything changes.
+void checkIndex(std::size_t index, std::size_t length) {
+  if (index >= length) throw std::out_of_range("AttributedText: index outside the text");
+}
+
+void checkRange(Range range, std::size_t length) {
+  if (range.location > length || range.length > length - range.location) {
+    throw std::out_of_range("AttributedText: range outside the text");
+  }
+}
 
 }  // namespace
 
@@ -31,12 +43,14 @@ std::size_t AttributedText::runEnd(std::size_t runIndex) const {
 }
 
 const AttributeDictionary& AttributedText::attributesAtIndex(std::size_t index) const {
+  checkIndex(index, length());
   return runs_[runIndexAt(index)].attributes;
 }
 
 AttributeDictionary AttributedText::attributesAtIndex(std::size_t index,
                                                       Range* longestEffectiveRange,
                                                       Range inRange) const {
+  checkIndex(index, length());
   const std::size_t run = runIndexAt(index);
   const AttributeDictionary& attributes = runs_[run].attributes;
   if (longestEffectiveRange) {
@@ -172,6 +186,7 @@ void AttributedText::spliceRuns(Range replaced, std::size_t insertedLength,
 }
 
 void AttributedText::replaceCharactersInRange(Range range, std::u16string_view replacement) {
+  checkRange(range, length());
   std::vector<RunStart> inserted;
   if (!replacement.empty()) inserted.push_back({0, attributesForEdit(range)});
   spliceRuns(range, replacement.size(), std::move(inserted));
@@ -179,6 +194,7 @@ void AttributedText::replaceCharactersInRange(Range range, std::u16string_view r
 }
 
 void AttributedText::replaceCharactersInRange(Range range, const AttributedText& replacement) {
+  checkRange(range, length());
   if (&replacement == this) {
     replaceCharactersInRange(range, AttributedText(replacement));
     return;

@@ -12,7 +12,8 @@
 //   text.removeCharacters(u'o');          // one pass; the bold run keeps "wrld"
 //
 // Positions and lengths are UTF-16 code units. A range that reaches past the end is clipped where
-// an operation says so; elsewhere an index past the end is the caller's error.
+// an operation says so; elsewhere an index or range outside the text is the caller's error, refused
+// with std::out_of_range before anything changes.
 //
 // Operations that make many edits (removals, replacements, the services' transformations) run in
 // one pass over the characters and the runs: a scan reports its edits to a Rewriter, which builds
@@ -95,7 +96,8 @@ class AttributedText {
   // Appends the formatted arguments (see formatString) by the edit rule.
   void appendFormat(std::u16string_view format,
                     std::initializer_list<std::u16string_view> arguments);
-  // Appends the formatted arguments as one run with attributes, when they format to something.
+  // Appends the formatted arguments as one run with attributes, when they format to something
+  // (the system's attributes:appendFormat:).
   void appendFormat(const AttributeDictionary& attributes, std::u16string_view format,
                     std::initializer_list<std::u16string_view> arguments);
   // Inserts string as a link to itself: link colour, single underline, link = string.

@@ -71,7 +71,7 @@ void appendTrimmedString(std::u16string& text, std::u16string_view source) {
 }
 
 void insertCharacter(std::u16string& text, char16_t c, std::size_t index) {
-  text.insert(text.begin() + static_cast<std::ptrdiff_t>(index), c);
+  text.insert(index, 1, c);
 }
 
 void deleteString(std::u16string& text, std::u16string_view target) {

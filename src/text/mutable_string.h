@@ -71,7 +71,7 @@ void appendCharacter(std::u16string& text, char16_t c);
 void appendCharacters(std::u16string& text, const char16_t* characters, std::size_t length);
 // Appends source without its leading and trailing white characters.
 void appendTrimmedString(std::u16string& text, std::u16string_view source);
-// Inserts one code unit at index (index <= text.size()).
+// Inserts one code unit at index; std::out_of_range when index > text.size().
 void insertCharacter(std::u16string& text, char16_t c, std::size_t index);
 // Removes every occurrence of target, left to right; an empty target removes nothing.
 void deleteString(std::u16string& text, std::u16string_view target);

@@ -71,6 +71,16 @@ TEST(AttributedTextEditRule, DeletedCharactersTakeTheirRunAndEqualNeighboursJoin
   EXPECT_EQ(text.runs().size(), 1u);
 }
 
+TEST(AttributedTextEditing, RefusesRangesOutsideTheTextAndChangesNothing) {
+  AttributedText text = threeRuns();
+  EXPECT_THROW(text.replaceCharactersInRange(Range{8, 2}, u"x"), std::out_of_range);
+  EXPECT_THROW(text.insertString(u"x", 10), std::out_of_range);
+  EXPECT_THROW(text.removeCharacterAtIndex(9), std::out_of_range);
+  EXPECT_THROW(text.attributesAtIndex(9), std::out_of_range);
+  EXPECT_THROW(AttributedText().attributesAtIndex(0), std::out_of_range);
+  EXPECT_EQ(text, threeRuns());
+}
+
 TEST(AttributedTextEditing, AttributedInsertKeepsItsOwnRuns) {
   AttributedText text(u"ac", kPlain);
   text.insertAttributedString(AttributedText(u"b", kRed), 1);
