@@ -364,7 +364,7 @@ void AttributedText::removeCharacters(char16_t c) {
 
 void AttributedText::removeCharactersOfString(std::u16string_view set) {
   if (set.empty()) return;
-  const detail::UnitSet units(set);
+  const detail::UnitSet units(set, chars_.size());
   removeCharactersIf([&units](char16_t unit) { return units.contains(unit); });
 }
 

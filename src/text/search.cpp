@@ -16,9 +16,6 @@ CharacterSetRep setOf(std::u16string_view units) {
   return set;
 }
 
-// Up to this many units a scan of the set is cheaper than clearing and filling a bitmap.
-constexpr std::size_t kMaxScannedUnits = 8;
-
 // The rule shared by the character searches and counts: a unit with case stands for its upper-case
 // form, so without the flag a search for 'a' matches 'A' only. Services rely on that, so it stays.
 // Calls scan with the test a position must pass.
@@ -154,12 +151,12 @@ std::size_t findOneOf(std::u16string_view text, std::u16string_view set, std::si
                       bool caseInsensitive) {
   if (set.empty()) return kNotFound;
   if (!caseInsensitive) {
-    const detail::UnitSet units(set);
+    const detail::UnitSet units(set, text.size());
     return firstMatch(text, start, [&units](char16_t unit) { return units.contains(unit); });
   }
   const CharsTable& upper = upperCharsTable();
   const std::u16string upperSet = upperCaseUnits(set);
-  const detail::UnitSet units(upperSet);
+  const detail::UnitSet units(upperSet, text.size());
   return firstMatch(text, start,
                     [&units, &upper](char16_t unit) { return units.contains(upper[unit]); });
 }
@@ -186,7 +183,7 @@ void removeCharacters(std::u16string& text, char16_t c) {
 }
 
 void removeCharactersOfString(std::u16string& text, std::u16string_view set) {
-  const detail::UnitSet units(set);
+  const detail::UnitSet units(set, text.size());
   std::erase_if(text, [&units](char16_t unit) { return units.contains(unit); });
 }
 
@@ -216,7 +213,7 @@ std::u16string stringByRemovingCharacters(std::u16string_view text, char16_t c) 
 
 std::u16string stringByRemovingCharactersOfString(std::u16string_view text,
                                                   std::u16string_view set) {
-  const detail::UnitSet units(set);
+  const detail::UnitSet units(set, text.size());
   return copyWithout(text, [&units](char16_t unit) { return units.contains(unit); });
 }
 
@@ -238,10 +235,9 @@ std::u16string stringByRemovingWhiteCharacters(std::u16string_view text) {
 
 namespace detail {
 
-UnitSet::UnitSet(std::u16string_view units)
-    : units_(units),
-      bitmap_(units.size() > kMaxScannedUnits ? std::make_unique<CharacterSetRep>(setOf(units))
-                                              : nullptr) {}
+std::unique_ptr<CharacterSetRep> UnitSet::bitmapOf(std::u16string_view units) {
+  return std::make_unique<CharacterSetRep>(setOf(units));
+}
 
 }  // namespace detail
 

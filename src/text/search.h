@@ -86,19 +86,24 @@ std::u16string stringByRemovingSpaces(std::u16string_view text);
 std::u16string stringByRemovingWhiteCharacters(std::u16string_view text);
 
 namespace detail {
-// Membership in a set of code units given as a string: a scan for a few units, a bitmap beyond.
+// Membership in a set of code units given as a string, for a scan over a text of textLength
+// units. A bitmap answers in one load, but filling its 8 KiB costs about as much as scanning a
+// short text: short texts and small sets scan the units instead.
 class UnitSet {
  public:
-  explicit UnitSet(std::u16string_view units);
+  UnitSet(std::u16string_view units, std::size_t textLength)
+      : units_(units),
+        bitmap_(units.size() > kScannedUnits || textLength > kScannedTextLength ? bitmapOf(units)
+                                                                                : nullptr) {}
   bool contains(char16_t c) const {
-    if (bitmap_) return bitmap_->contains(c);
-    // Without an early exit the test has no branch to mispredict.
-    bool found = false;
-    for (char16_t unit : units_) found |= unit == c;
-    return found;
+    return bitmap_ ? bitmap_->contains(c) : units_.find(c) != std::u16string_view::npos;
   }
 
  private:
+  static constexpr std::size_t kScannedUnits = 8;
+  static constexpr std::size_t kScannedTextLength = 4096;
+  static std::unique_ptr<CharacterSetRep> bitmapOf(std::u16string_view units);
+
   std::u16string_view units_;
   std::unique_ptr<CharacterSetRep> bitmap_;
 };

@@ -120,8 +120,12 @@ TEST(CharacterSearch, FindsOneOfASetComparedAsGiven) {
 TEST(UnitSet, ScanAndBitmapAgreeWithTheUnitsOverTheWholeRange) {
   const std::u16string shortSet = {u'<', u'>', 0xFFFF};
   const std::u16string longSet = {0, u'a', u'b', u'c', u'd', u'e', u'f', u'g', 0xD800, 0xFFFF};
-  for (std::u16string_view units : {shortSet, longSet}) {
-    const detail::UnitSet set(units);
+  const struct {
+    std::u16string_view units;
+    std::size_t textLength;
+  } sets[] = {{shortSet, 10}, {shortSet, 1 << 20}, {longSet, 10}};
+  for (const auto& [units, textLength] : sets) {
+    const detail::UnitSet set(units, textLength);
     for (char32_t c = 0; c <= 0xFFFF; ++c) {
       SCOPED_TRACE(static_cast<unsigned>(c));
       ASSERT_EQ(set.contains(static_cast<char16_t>(c)), units.find(c) != std::u16string_view::npos);
