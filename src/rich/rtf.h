@@ -1,0 +1,97 @@
+// The RTF reader and writer: attributed text to and from the Rich Text Format that word processors
+// and the pasteboard exchange.
+//
+// The codec covers what AttributedText carries: font family, size, bold and italic; foreground and
+// background colour; underline; links (\field with HYPERLINK); paragraph alignment, indents and
+// spacing; line and paragraph separators; every UTF-16 code unit; and attachments, which RTF names
+// with the \NeXTGraphic group of an RTFD package and whose bytes come from the package's files.
+//
+//   textrix::RichTextReading in = textrix::readRtf(bytes);
+//   if (!in.ok()) report(in.error.message(), in.error.offset);
+//   std::string out = textrix::writeRtf(in.text);
+//
+// Characters and control words correspond one to one: \par is U+000A, \line U+2028, \tab U+0009,
+// \page U+000C; every other character outside printable ASCII is written as \uN.
+#pragma once
+
+#include <cstddef>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "text/attributed_text.h"
+
+namespace textrix {
+
+// The page layout of a document, in points, as far as the RTF states it (\paperw, \paperh,
+// \margl, \margr, \margt, \margb). An absent value was not stated.
+struct DocumentAttributes {
+  std::optional<double> paperWidth;
+  std::optional<double> paperHeight;
+  std::optional<double> leftMargin;
+  std::optional<double> rightMargin;
+  std::optional<double> topMargin;
+  std::optional<double> bottomMargin;
+
+  bool operator==(const DocumentAttributes&) const = default;
+};
+
+// Why bytes could not be read as rich text.
+enum class RichTextErrorKind {
+  none,
+  notRtf,          // the bytes do not begin with "{\rtf"
+  unclosedGroup,   // the bytes end inside a group
+  tooDeep,         // groups nest deeper than the reader allows
+  notRtfd,         // the bytes are not a flat RTFD package
+  truncatedRtfd,   // a length or size in the package points past its end
+  malformedRtfd,   // a record does not end where its size says, or an entry is inconsistent
+  missingText,     // the package holds no TXT.rtf
+  unreadableFile,  // a file of an RTFD bundle could not be read or written
+};
+
+struct RichTextError {
+  RichTextErrorKind kind = RichTextErrorKind::none;
+  std::size_t offset = 0;  // byte offset where reading stopped
+
+  // A short English description of the kind, for logs and the command's messages.
+  std::string message() const;
+};
+
+// The result of reading rich text: the text and its document attributes, or the error.
+struct RichTextReading {
+  AttributedText text;
+  DocumentAttributes documentAttributes;
+  RichTextError error;
+
+  bool ok() const { return error.kind == RichTextErrorKind::none; }
+};
+
+// The files of an RTFD package other than its TXT.rtf: name to bytes. Names are plain file names,
+// never paths.
+using AttachmentFiles = std::map<std::string, std::shared_ptr<const std::string>, std::less<>>;
+
+// Reads RTF bytes. A \NeXTGraphic group becomes one attachment character whose Attachment holds the
+// named file from attachments (empty bytes when the file is absent or no files are given). Never
+// reads outside the bytes; fails only as RichTextErrorKind says.
+RichTextReading readRtf(std::string_view rtf, const AttachmentFiles* attachments = nullptr);
+
+// The RTF text of an attributed text and the attachment files it names.
+struct RtfWriting {
+  std::string rtf;
+  AttachmentFiles attachments;  // one file per attachment character, under the name the RTF uses
+};
+
+// Writes an attributed text as RTF, with the page layout when given. Attachment characters are
+// written as \NeXTGraphic groups naming files that `attachments` of the result holds; names are
+// made unique and safe as file names.
+RtfWriting writeRtfWithAttachments(const AttributedText& text,
+                                   const DocumentAttributes* documentAttributes = nullptr);
+
+// Writes an attributed text as RTF alone, for a text without attachments.
+std::string writeRtf(const AttributedText& text,
+                     const DocumentAttributes* documentAttributes = nullptr);
+
+}  // namespace textrix

@@ -1,0 +1,60 @@
+// RTFD: rich text with attachments, as a package of files: TXT.rtf and one file per attachment.
+//
+// The package has two forms. The directory form is a folder holding those files. The flat form is
+// the pasteboard's single-file serialization of that folder (all integers 32-bit little-endian):
+//
+//   "rtfd", 0, 3 (a directory), then the directory: entry count N; N names, each as (length,
+//   UTF-8 bytes); N record sizes, each counting the record's 4-byte type; N records. A record is
+//   type 1 = data: (length, bytes), where a length of 0x80000000 is followed by the real length, a
+//   padding length and that many zero bytes before the data; or type 3 = a nested directory.
+//
+// Names ".", "__@PreferredName@__" and "__@UTF8PreferredName@__" are metadata, not files. A reader
+// checks every length against the bytes left, that each record ends where its size says, and a
+// nesting bound, and never takes a name as a path.
+//
+//   textrix::RichTextReading in = textrix::readRtfd(flatBytes);
+//   std::string out = textrix::writeRtfd(in.text);
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <string_view>
+
+#include "rich/rtf.h"
+
+namespace textrix {
+
+// The files of a package: its RTF text and its attachments.
+struct RtfdPackage {
+  std::string rtf;  // the bytes of TXT.rtf
+  AttachmentFiles attachments;
+};
+
+struct RtfdPackageReading {
+  RtfdPackage package;
+  RichTextError error;
+
+  bool ok() const { return error.kind == RichTextErrorKind::none; }
+};
+
+// Reads the flat form. Nested directories are checked and skipped: an attachment is one file.
+RtfdPackageReading readFlatRtfdPackage(std::string_view bytes);
+// Writes the flat form: TXT.rtf first, then the attachments in name order, unpadded.
+std::string writeFlatRtfdPackage(const RtfdPackage& package);
+
+// Reads the directory form: TXT.rtf and the plain files beside it whose names are safe.
+RtfdPackageReading readRtfdBundle(const std::filesystem::path& directory);
+// Writes the directory form, creating the directory; an error names what could not be written.
+RichTextError writeRtfdBundle(const RtfdPackage& package, const std::filesystem::path& directory);
+
+// Attributed text to and from the flat form.
+RichTextReading readRtfd(std::string_view flatBytes);
+std::string writeRtfd(const AttributedText& text,
+                      const DocumentAttributes* documentAttributes = nullptr);
+
+// Attributed text to and from the directory form.
+RichTextReading readRtfdDirectory(const std::filesystem::path& directory);
+RichTextError writeRtfdDirectory(const AttributedText& text, const std::filesystem::path& directory,
+                                 const DocumentAttributes* documentAttributes = nullptr);
+
+}  // namespace textrix
