@@ -155,9 +155,9 @@ class FlatPackageReader {
     if (entry.recordSize < 4) return fail(RichTextErrorKind::malformedRtfd, start);
     if (entry.recordSize > bytesLeft()) return fail(RichTextErrorKind::truncatedRtfd, start);
     std::uint32_t type = 0;
-    readWord(type);
+    readWord(type);  // the record's four bytes are there: its size was checked just now
     std::string_view data;
-    bool isData = type == kDataRecord;
+    const bool isData = type == kDataRecord;
     if (isData) {
       if (!readData(data)) return false;
     } else if (type == kDirectoryRecord) {
