@@ -37,14 +37,30 @@ struct RtfdPackageReading {
   bool ok() const { return error.kind == RichTextErrorKind::none; }
 };
 
+// How deep directories may nest inside a flat package; deeper is RichTextErrorKind::tooDeep.
+inline constexpr int kMaxRtfdNesting = 16;
+
 // Reads the flat form. Nested directories are checked and skipped: an attachment is one file.
+// Metadata entries are skipped. A name given twice in one directory, a file name that is not a
+// plain file name, bytes after the directory or a record of another type are malformedRtfd; a
+// package without TXT.rtf is missingText. On failure the package is empty and the error holds the
+// offset of the field at fault. Linear in the bytes; a count or length cannot make it allocate
+// more than the bytes hold.
 RtfdPackageReading readFlatRtfdPackage(std::string_view bytes);
-// Writes the flat form: TXT.rtf first, then the attachments in name order, unpadded.
+// Writes the flat form: TXT.rtf first, then the attachments in name order, unpadded; a null
+// attachment is an empty file. Throws std::invalid_argument for an attachment name that the
+// reader refuses (empty, ".", "..", with "/" or NUL, metadata, or TXT.rtf), and std::length_error
+// for a file or name of 2 GiB or more, whose length the form cannot hold below its padding mark.
 std::string writeFlatRtfdPackage(const RtfdPackage& package);
 
-// Reads the directory form: TXT.rtf and the plain files beside it whose names are safe.
+// Reads the directory form: TXT.rtf and the regular files directly in the directory whose names
+// are safe. Symbolic links are not followed, so no name leads out of the directory. A directory
+// or file that cannot be read is unreadableFile; a directory without TXT.rtf is missingText.
 RtfdPackageReading readRtfdBundle(const std::filesystem::path& directory);
-// Writes the directory form, creating the directory; an error names what could not be written.
+// Writes the directory form, creating the directory and its parents; each file is written under
+// a temporary name and then renamed, attachments before TXT.rtf, so a failure leaves no
+// half-written file. An unsafe attachment name (as for the flat form) or a failed write is
+// unreadableFile, with offset 0; files already written stay.
 RichTextError writeRtfdBundle(const RtfdPackage& package, const std::filesystem::path& directory);
 
 // Attributed text to and from the flat form.

@@ -42,9 +42,12 @@ template <FeedSet feeds>
 std::size_t firstFeedInBlock(const char16_t* units) {
   UnitVector u;
   std::memcpy(&u, units, sizeof u);
-  auto lanes = (u == u'\n') | (u == u'\r') | (u == u'\f') | (u == 0x0003) | (u == kLineSeparator) |
-               (u == kParagraphSeparator) | (u == kByteOrderMark);
-  if constexpr (feeds == FeedSet::plain) lanes |= u == kObjectReplacement;
+  // Each unit is compared as the lane type: clang 14 crashes on a char16_t compared to a vector.
+  const auto lanesEqual = [&u](char16_t c) { return u == static_cast<std::uint16_t>(c); };
+  auto lanes = lanesEqual(u'\n') | lanesEqual(u'\r') | lanesEqual(u'\f') | lanesEqual(0x0003) |
+               lanesEqual(kLineSeparator) | lanesEqual(kParagraphSeparator) |
+               lanesEqual(kByteOrderMark);
+  if constexpr (feeds == FeedSet::plain) lanes |= lanesEqual(kObjectReplacement);
   std::uint64_t halves[2];
   std::memcpy(halves, &lanes, sizeof halves);
   if (halves[0] != 0) return std::countr_zero(halves[0]) / kBitsPerLane;
