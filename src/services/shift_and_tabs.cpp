@@ -1,0 +1,158 @@
+#include "services/shift_and_tabs.h"
+
+#include "text/charsets.h"
+#include "text/lines.h"
+#include "text/mutable_string.h"
+
+namespace textrix {
+namespace {
+
+constexpr std::size_t kNoRun = static_cast<std::size_t>(-1);
+
+// The column after a blank at column: a tab moves to the next stop, any other blank one on.
+std::size_t columnAfterBlank(char16_t blank, std::size_t column, std::size_t width) {
+  return blank == u'\t' ? column + width - column % width : column + 1;
+}
+
+// The number of leading units that one indentation step takes from line: blanks until they
+// reach width columns, or all of them when nothing else follows.
+std::size_t indentationStep(std::u16string_view line, std::size_t width) {
+  const CharacterSetRep* space = spaceCharacterSetRep();
+  std::size_t column = 0;
+  std::size_t taken = 0;
+  while (taken < line.size() && space->contains(line[taken]) && column < width) {
+    column = columnAfterBlank(line[taken], column, width);
+    ++taken;
+  }
+  return taken;
+}
+
+// Reports every tab of text, replaced by the spaces up to the next stop.
+void scanTabDecoding(std::u16string_view text, std::size_t width, EditSink& out) {
+  const std::u16string spaces(width, u' ');
+  std::size_t column = 0;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const char16_t c = text[i];
+    if (c == u'\t') {
+      const std::size_t count = width - column % width;
+      out.replace(i, 1, std::u16string_view(spaces).substr(0, count));
+      column += count;
+    } else if (isFeedCharacter(c, FeedSet::plain)) {
+      column = 0;
+    } else {
+      ++column;
+    }
+  }
+}
+
+// Reports every run of blanks that ends on a tab stop, replaced by one tab. A tab that is such a
+// run by itself is left alone, since it would be replaced by itself.
+void scanTabEncoding(std::u16string_view text, std::size_t width, EditSink& out) {
+  const CharacterSetRep* space = spaceCharacterSetRep();
+  std::size_t column = 0;
+  std::size_t run = kNoRun;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const char16_t c = text[i];
+    if (space->contains(c)) {
+      if (run == kNoRun) run = i;
+      column = columnAfterBlank(c, column, width);
+      if (column % width != 0) continue;
+      if (run != i || c != u'\t') out.replace(run, i + 1 - run, u"\t");
+      run = kNoRun;
+    } else {
+      column = isFeedCharacter(c, FeedSet::plain) ? 0 : column + 1;
+      run = kNoRun;
+    }
+  }
+}
+
+template <class Scan>
+void applyEdits(std::u16string& text, Scan scan) {
+  StringRewriter out(text);
+  scan(out);
+  if (out.edited()) text = out.finish();
+}
+
+template <class Scan>
+void applyEdits(AttributedText& text, Scan scan) {
+  AttributedText::Rewriter out(text);
+  scan(out);
+  if (out.edited()) text = out.finish();
+}
+
+}  // namespace
+
+std::u16string stringByShiftingLinesLeft(std::u16string_view text, int width) {
+  if (width < 1) return std::u16string(text);
+  std::u16string result;
+  result.reserve(text.size());
+  for (std::size_t start = 0, end; start < text.size(); start = end) {
+    end = lineEnd(text, start);
+    const std::u16string_view line = text.substr(start, end - start);
+    result.append(line.substr(indentationStep(line, static_cast<std::size_t>(width))));
+  }
+  return result;
+}
+
+std::u16string stringByShiftingLinesRight(std::u16string_view text) {
+  std::u16string result;
+  result.reserve(text.size() + text.size() / 16);
+  for (std::size_t start = 0, end; start < text.size(); start = end) {
+    end = lineEnd(text, start);
+    result.push_back(u'\t');
+    result.append(text.substr(start, end - start));
+  }
+  return result;
+}
+
+void decodeTabs(std::u16string& text, int width) {
+  if (width < 1) return;
+  applyEdits(text,
+             [&](EditSink& out) { scanTabDecoding(text, static_cast<std::size_t>(width), out); });
+}
+
+void encodeTabs(std::u16string& text, int width) {
+  if (width < 1) return;
+  applyEdits(text,
+             [&](EditSink& out) { scanTabEncoding(text, static_cast<std::size_t>(width), out); });
+}
+
+void AttributedText::decodeTabs(int width) {
+  if (width < 1) return;
+  applyEdits(*this, [&](EditSink& out) {
+    scanTabDecoding(string(), static_cast<std::size_t>(width), out);
+  });
+}
+
+void AttributedText::encodeTabs(int width) {
+  if (width < 1) return;
+  applyEdits(*this, [&](EditSink& out) {
+    scanTabEncoding(string(), static_cast<std::size_t>(width), out);
+  });
+}
+
+PlainLinesAndEmptyString getEmptyMutableStringAndLines(std::u16string_view text) {
+  return {lines(text), {}};
+}
+
+AttributedLinesAndEmptyText getEmptyMutableStringAndLines(const AttributedText& text) {
+  return {text.lines(), {}};
+}
+
+void convertTabsOfLines(PlainLinesAndEmptyString& selection, int width, bool encode) {
+  for (std::u16string_view line : selection.lines) {
+    std::u16string copy(line);
+    encode ? encodeTabs(copy, width) : decodeTabs(copy, width);
+    selection.result.append(copy);
+  }
+}
+
+void convertTabsOfLines(AttributedLinesAndEmptyText& selection, int width, bool encode) {
+  for (const AttributedText& line : selection.lines) {
+    AttributedText copy(line);
+    encode ? copy.encodeTabs(width) : copy.decodeTabs(width);
+    selection.result.appendString(copy);
+  }
+}
+
+}  // namespace textrix
