@@ -2,6 +2,8 @@
 // units) of indented prose lines, as plain text and as attributed text in 100,000 runs.
 #include <benchmark/benchmark.h>
 
+#include <initializer_list>
+#include <iterator>
 #include <optional>
 #include <string>
 
@@ -16,21 +18,34 @@ namespace {
 constexpr std::size_t kUnits = 32u << 20;
 constexpr std::size_t kRuns = 100'000;
 
+std::u16string repeatLines(std::initializer_list<std::u16string_view> lines) {
+  std::u16string chars;
+  chars.reserve(kUnits);
+  for (auto line = lines.begin(); chars.size() < kUnits; line = std::next(line)) {
+    if (line == lines.end()) line = lines.begin();
+    chars.append(*line);
+  }
+  chars.resize(kUnits);
+  return chars;
+}
+
 // Lines with leading tabs and spaces, blanks inside and at their ends, and accented letters.
 const std::u16string& plainSample() {
-  static const std::u16string text = [] {
-    constexpr std::u16string_view kLines[] = {
-        u"\tindented with a tab, then words and\ttabs inside  \n",
-        u"    four spaces, \u00E4ccents and a stra\u00DFe here\r\n",
-        u"plain line with nothing to trim\n",
-        u"  \t mixed blanks before   and after \t \n",
-    };
-    std::u16string chars;
-    chars.reserve(kUnits);
-    for (std::size_t line = 0; chars.size() < kUnits; ++line) chars.append(kLines[line % 4]);
-    chars.resize(kUnits);
-    return chars;
-  }();
+  static const std::u16string text = repeatLines({
+      u"\tindented with a tab, then words and\ttabs inside  \n",
+      u"    four spaces, \u00E4ccents and a stra\u00DFe here\r\n",
+      u"plain line with nothing to trim\n",
+      u"  \t mixed blanks before   and after \t \n",
+  });
+  return text;
+}
+
+// English prose without a letter outside ASCII.
+const std::u16string& asciiSample() {
+  static const std::u16string text = repeatLines({
+      u"The quick brown fox jumps over the lazy dog; then it rests.\n",
+      u"Plain ASCII text: letters, digits 0123456789 and punctuation!\n",
+  });
   return text;
 }
 
@@ -86,6 +101,11 @@ void BM_Uppercase(benchmark::State& state) {
   measureOnFreshCopies(state, plainSample(), [](std::u16string& text) { uppercase(text); });
 }
 BENCHMARK(BM_Uppercase)->Unit(benchmark::kMillisecond);
+
+void BM_UppercaseAscii(benchmark::State& state) {
+  measureOnFreshCopies(state, asciiSample(), [](std::u16string& text) { uppercase(text); });
+}
+BENCHMARK(BM_UppercaseAscii)->Unit(benchmark::kMillisecond);
 
 void BM_UppercaseAttributed(benchmark::State& state) {
   std::optional<AttributedText> copy;

@@ -39,6 +39,24 @@ std::size_t pieceEnd(std::u16string_view text, std::size_t start) {
 // that grows more is mapped again into a buffer of the size ICU reports.
 constexpr std::size_t kSlack = 16;
 
+bool isAscii(std::u16string_view text) {
+  char16_t bits = 0;
+  for (char16_t c : text) bits |= c;  // no early exit, so that the loop runs vectorized
+  return bits < 0x80;
+}
+
+// ASCII letters change case without context and nothing else in ASCII has case, so an ASCII
+// piece needs no call into ICU for upper or lower case.
+void appendAsciiMapped(std::u16string& out, std::u16string_view piece, bool upper) {
+  const char16_t first = upper ? u'a' : u'A';
+  constexpr char16_t kCaseBit = 0x20;
+  const std::size_t start = out.size();
+  out.append(piece);
+  for (auto c = out.begin() + static_cast<std::ptrdiff_t>(start); c != out.end(); ++c) {
+    if (static_cast<char16_t>(*c - first) < 26) *c ^= kCaseBit;
+  }
+}
+
 void checkStatus(UErrorCode status) {
   if (U_FAILURE(status)) throw std::runtime_error(u_errorName(status));
 }
@@ -70,6 +88,10 @@ void CaseMapper::append(std::u16string& out, std::u16string_view text) {
 }
 
 void CaseMapper::appendPiece(std::u16string& out, std::u16string_view piece) {
+  if (mapping_ != CaseMapping::title && isAscii(piece)) {
+    appendAsciiMapped(out, piece, mapping_ == CaseMapping::upper);
+    return;
+  }
   const std::size_t start = out.size();
   const auto length = static_cast<int32_t>(piece.size());
   auto capacity = static_cast<int32_t>(piece.size() + kSlack);
@@ -110,7 +132,7 @@ using detail::CaseMapping;
 
 std::u16string mapped(std::u16string_view text, CaseMapping mapping) {
   std::u16string result;
-  result.reserve(text.size());
+  result.reserve(text.size() + kSlack);
   CaseMapper(mapping).append(result, text);
   return result;
 }

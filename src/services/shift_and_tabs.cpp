@@ -27,20 +27,21 @@ std::size_t indentationStep(std::u16string_view line, std::size_t width) {
   return taken;
 }
 
+// Columns start again after every plain feed, so both scans go line by line. A line's terminator
+// comes last in it and counts as one more column, which changes nothing.
+
 // Reports every tab of text, replaced by the spaces up to the next stop.
 void scanTabDecoding(std::u16string_view text, std::size_t width, EditSink& out) {
   const std::u16string spaces(width, u' ');
-  std::size_t column = 0;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    const char16_t c = text[i];
-    if (c == u'\t') {
-      const std::size_t count = width - column % width;
-      out.replace(i, 1, std::u16string_view(spaces).substr(0, count));
-      column += count;
-    } else if (isFeedCharacter(c, FeedSet::plain)) {
-      column = 0;
-    } else {
-      ++column;
+  for (std::size_t start = 0, end; start < text.size(); start = end) {
+    end = lineEnd(text, start);
+    const std::u16string_view line = text.substr(start, end - start);
+    std::size_t widened = 0;  // the columns that the line's tabs so far took beyond one each
+    for (std::size_t tab = line.find(u'\t'); tab != std::u16string_view::npos;
+         tab = line.find(u'\t', tab + 1)) {
+      const std::size_t count = width - (tab + widened) % width;
+      out.replace(start + tab, 1, std::u16string_view(spaces).substr(0, count));
+      widened += count - 1;
     }
   }
 }
@@ -49,18 +50,21 @@ void scanTabDecoding(std::u16string_view text, std::size_t width, EditSink& out)
 // run by itself is left alone, since it would be replaced by itself.
 void scanTabEncoding(std::u16string_view text, std::size_t width, EditSink& out) {
   const CharacterSetRep* space = spaceCharacterSetRep();
-  std::size_t column = 0;
-  std::size_t run = kNoRun;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    const char16_t c = text[i];
-    if (space->contains(c)) {
+  for (std::size_t start = 0, end; start < text.size(); start = end) {
+    end = lineEnd(text, start);
+    std::size_t column = 0;
+    std::size_t run = kNoRun;
+    for (std::size_t i = start; i < end; ++i) {
+      const char16_t c = text[i];
+      if (!space->contains(c)) {
+        ++column;
+        run = kNoRun;
+        continue;
+      }
       if (run == kNoRun) run = i;
       column = columnAfterBlank(c, column, width);
       if (column % width != 0) continue;
       if (run != i || c != u'\t') out.replace(run, i + 1 - run, u"\t");
-      run = kNoRun;
-    } else {
-      column = isFeedCharacter(c, FeedSet::plain) ? 0 : column + 1;
       run = kNoRun;
     }
   }
