@@ -51,7 +51,6 @@ TEST(Trimming, TrimsBlanksOrWhiteCharactersAtOneSide) {
       {u" \na \n", true, u"a \n", u" \na"},
       {u"\t \u3000", false, u"", u""},
       {u"\uFEFF\u0003x\uFFFC", true, u"x\uFFFC", u"\uFEFF\u0003x"},
-      {u"x", true, u"x", u"x"},
       {u"", true, u"", u""},
   };
   for (const SideRow& row : rows) {
@@ -61,61 +60,48 @@ TEST(Trimming, TrimsBlanksOrWhiteCharactersAtOneSide) {
   }
 }
 
-TEST(Trimming, TrimsWhiteCharactersAtBothEnds) {
-  std::u16string text = u"\0 \n\uFEFFa b\u00A0\uFFFC\r"s;
-  EXPECT_EQ(stringByTrimmingWhiteSpaces(text), u"a b");
-  trimWhiteSpaces(text);
-  EXPECT_EQ(text, u"a b");
-  text = u" \n\t";
-  trimWhiteSpaces(text);
-  EXPECT_EQ(text, u"");
-}
-
-TEST(Trimming, TrimsFeedsAtTheEndOnly) {
-  const std::pair<std::u16string_view, std::u16string_view> rows[] = {
-      {u"a\n\n", u"a"},
-      {u"\n\na", u"\n\na"},
-      {u"a \r\n\uFFFC\u2029", u"a "},
-      {u"\n", u""},
+TEST(Trimming, TrimsWhiteCharactersAtBothEndsAndFeedsAtTheEnd) {
+  struct Row {
+    std::u16string_view text;
+    std::u16string_view white;
+    std::u16string_view feeds;
   };
-  for (const auto& [text, expected] : rows) {
-    EXPECT_EQ(stringByTrimmingFeeds(text), expected);
-    std::u16string trimmed(text);
-    trimFeeds(trimmed);
-    EXPECT_EQ(trimmed, expected);
+  const Row rows[] = {
+      {u"\0 \n\uFEFFa b\u00A0\uFFFC\r"sv, u"a b", u"\0 \n\uFEFFa b\u00A0"sv},
+      {u"a\n\n", u"a", u"a"},
+      {u"\n\na", u"a", u"\n\na"},
+      {u" \n\t", u"", u" \n\t"},
+      {u"a \r\n\uFFFC\u2029", u"a", u"a "},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(testing::Message() << "row " << &row - rows);
+    EXPECT_EQ(stringByTrimmingWhiteSpaces(row.text), row.white);
+    EXPECT_EQ(stringByTrimmingFeeds(row.text), row.feeds);
+    std::u16string white(row.text), feeds(row.text);
+    trimWhiteSpaces(white);
+    trimFeeds(feeds);
+    EXPECT_EQ(white, row.white);
+    EXPECT_EQ(feeds, row.feeds);
   }
 }
 
-AttributeDictionary attachment() {
-  AttributeDictionary attributes;
-  attributes.setObject(Attachment{"image.png", {}}, kAttachmentAttributeName);
-  return attributes;
-}
-
-AttributeDictionary red() {
-  AttributeDictionary attributes;
-  attributes.setObject(Color{1, 0, 0, 1}, kForegroundColorAttributeName);
-  return attributes;
-}
-
 TEST(AttributedTrimming, RemovesAttachmentsAtTheEndsAndKeepsTheRunsBetween) {
-  AttributedText text(u"\uFFFC", attachment());
-  text.appendString(u" a", red());
-  text.appendString(u"b \n");
-  text.appendString(u"\uFFFC", attachment());
-  text.trimWhiteSpaces();
-  AttributedText expected(u"ab", red());
-  EXPECT_EQ(text, expected);
+  AttributeDictionary attachment, red;
+  attachment.setObject(Attachment{"image.png", {}}, kAttachmentAttributeName);
+  red.setObject(Color{1, 0, 0, 1}, kForegroundColorAttributeName);
+  AttributedText text(u"\uFFFC", attachment);
+  text.appendString(u" a", red);
+  text.appendString(u"b \n", {});
+  text.appendString(u"\uFFFC", attachment);
+  AttributedText trimmed = text;
+  trimmed.trimWhiteSpaces();
+  AttributedText expected(u"a", red);
+  expected.appendString(u"b", {});
+  EXPECT_EQ(trimmed, expected);
 
-  AttributedText feeds(u"a\n", red());
-  feeds.appendString(u"\uFFFC", attachment());
-  feeds.appendString(u"\r\n", red());
-  feeds.trimFeeds();
-  EXPECT_EQ(feeds, AttributedText(u"a", red()));
-
-  AttributedText blank(u" \uFFFC\n", attachment());
-  blank.trimWhiteSpaces();
-  EXPECT_TRUE(blank.empty());
+  text.trimFeeds();
+  EXPECT_EQ(text.string(), u"\uFFFC ab ");
+  EXPECT_EQ(text.attributesAtIndex(0), attachment);
 }
 
 }  // namespace
