@@ -61,24 +61,34 @@ void checkStatus(UErrorCode status) {
   if (U_FAILURE(status)) throw std::runtime_error(u_errorName(status));
 }
 
-}  // namespace
+// The three whole-text case mappings.
+enum class CaseMapping { upper, lower, title };
 
-namespace detail {
+// Maps texts by one case mapping through ICU. Keeps what it needs between texts (the word-break
+// iterator of title case), so mapping many short texts costs one set-up.
+class CaseMapper {
+ public:
+  explicit CaseMapper(CaseMapping mapping);
+  ~CaseMapper() { ubrk_close(words_); }
+  CaseMapper(const CaseMapper&) = delete;
+  CaseMapper& operator=(const CaseMapper&) = delete;
 
-struct CaseMapper::WordBreaks {
-  UBreakIterator* iterator = nullptr;
-  ~WordBreaks() { ubrk_close(iterator); }
+  // Appends text, mapped, to out.
+  void append(std::u16string& out, std::u16string_view text);
+
+ private:
+  void appendPiece(std::u16string& out, std::u16string_view piece);
+
+  CaseMapping mapping_;
+  UBreakIterator* words_ = nullptr;  // only for title case
 };
 
 CaseMapper::CaseMapper(CaseMapping mapping) : mapping_(mapping) {
   if (mapping != CaseMapping::title) return;
-  words_ = std::make_unique<WordBreaks>();
   UErrorCode status = U_ZERO_ERROR;
-  words_->iterator = ubrk_open(UBRK_WORD, kNoLocale, nullptr, 0, &status);
+  words_ = ubrk_open(UBRK_WORD, kNoLocale, nullptr, 0, &status);
   checkStatus(status);
 }
-
-CaseMapper::~CaseMapper() = default;
 
 void CaseMapper::append(std::u16string& out, std::u16string_view text) {
   for (std::size_t start = 0, end; start < text.size(); start = end) {
@@ -109,8 +119,8 @@ void CaseMapper::appendPiece(std::u16string& out, std::u16string_view piece) {
             u_strToLower(out.data() + start, capacity, piece.data(), length, kNoLocale, &status);
         break;
       case CaseMapping::title:
-        mapped = u_strToTitle(out.data() + start, capacity, piece.data(), length, words_->iterator,
-                              kNoLocale, &status);
+        mapped = u_strToTitle(out.data() + start, capacity, piece.data(), length, words_, kNoLocale,
+                              &status);
         break;
     }
     if (status == U_BUFFER_OVERFLOW_ERROR) {
@@ -122,13 +132,6 @@ void CaseMapper::appendPiece(std::u16string& out, std::u16string_view piece) {
     return;
   }
 }
-
-}  // namespace detail
-
-namespace {
-
-using detail::CaseMapper;
-using detail::CaseMapping;
 
 std::u16string mapped(std::u16string_view text, CaseMapping mapping) {
   std::u16string result;

@@ -13,7 +13,6 @@
 // Positions and lengths are UTF-16 code units.
 #pragma once
 
-#include <memory>
 #include <string>
 #include <string_view>
 
@@ -34,31 +33,4 @@ void capitalize(std::u16string& text);
 // that length, and they stay as they are.
 std::u16string stringByCapitalizingSentences(std::u16string_view text);
 
-namespace detail {
-
-// The three whole-text case mappings.
-enum class CaseMapping { upper, lower, title };
-
-// Maps texts by one case mapping through ICU. Keeps what it needs between texts (the word-break
-// iterator of title case), so mapping many short texts costs one set-up.
-class CaseMapper {
- public:
-  explicit CaseMapper(CaseMapping mapping);
-  ~CaseMapper();
-  CaseMapper(const CaseMapper&) = delete;
-  CaseMapper& operator=(const CaseMapper&) = delete;
-
-  // Appends text, mapped, to out.
-  void append(std::u16string& out, std::u16string_view text);
-
- private:
-  struct WordBreaks;
-
-  void appendPiece(std::u16string& out, std::u16string_view piece);
-
-  CaseMapping mapping_;
-  std::unique_ptr<WordBreaks> words_;  // only for title case
-};
-
-}  // namespace detail
 }  // namespace textrix

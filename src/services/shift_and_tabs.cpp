@@ -70,17 +70,22 @@ void scanTabEncoding(std::u16string_view text, std::size_t width, EditSink& out)
   }
 }
 
-template <class Scan>
-void applyEdits(std::u16string& text, Scan scan) {
-  StringRewriter out(text);
-  scan(out);
-  if (out.edited()) text = out.finish();
+using TabScan = void (*)(std::u16string_view text, std::size_t width, EditSink& out);
+
+std::u16string_view charactersOf(const std::u16string& text) {
+  return text;
 }
 
-template <class Scan>
-void applyEdits(AttributedText& text, Scan scan) {
-  AttributedText::Rewriter out(text);
-  scan(out);
+std::u16string_view charactersOf(const AttributedText& text) {
+  return text.string();
+}
+
+// Rewrites text with the edits that scan reports at width; a width below 1 changes nothing.
+template <class Rewriter, class Text>
+void convertTabs(Text& text, int width, TabScan scan) {
+  if (width < 1) return;
+  Rewriter out(text);
+  scan(charactersOf(text), static_cast<std::size_t>(width), out);
   if (out.edited()) text = out.finish();
 }
 
@@ -110,29 +115,19 @@ std::u16string stringByShiftingLinesRight(std::u16string_view text) {
 }
 
 void decodeTabs(std::u16string& text, int width) {
-  if (width < 1) return;
-  applyEdits(text,
-             [&](EditSink& out) { scanTabDecoding(text, static_cast<std::size_t>(width), out); });
+  convertTabs<StringRewriter>(text, width, scanTabDecoding);
 }
 
 void encodeTabs(std::u16string& text, int width) {
-  if (width < 1) return;
-  applyEdits(text,
-             [&](EditSink& out) { scanTabEncoding(text, static_cast<std::size_t>(width), out); });
+  convertTabs<StringRewriter>(text, width, scanTabEncoding);
 }
 
 void AttributedText::decodeTabs(int width) {
-  if (width < 1) return;
-  applyEdits(*this, [&](EditSink& out) {
-    scanTabDecoding(string(), static_cast<std::size_t>(width), out);
-  });
+  convertTabs<Rewriter>(*this, width, scanTabDecoding);
 }
 
 void AttributedText::encodeTabs(int width) {
-  if (width < 1) return;
-  applyEdits(*this, [&](EditSink& out) {
-    scanTabEncoding(string(), static_cast<std::size_t>(width), out);
-  });
+  convertTabs<Rewriter>(*this, width, scanTabEncoding);
 }
 
 PlainLinesAndEmptyString getEmptyMutableStringAndLines(std::u16string_view text) {
