@@ -4,7 +4,6 @@
 #include <unicode/locid.h>
 #include <unicode/unistr.h>
 
-#include <random>
 #include <string>
 
 #include "text/attributed_text.h"
@@ -55,13 +54,10 @@ TEST(CaseMapping, MapsWholeTextsByTheFullMappingOfNoLocale) {
 
 // Long texts are mapped piece by piece; the result must be that of one mapping of the whole.
 TEST(CaseMapping, LongTextsMapAsOneWhole) {
-  std::mt19937 random(7);
-  constexpr std::u16string_view kWords[] = {u"stra\u00DFe ", u"\u03BF\u03C3\u03BF\u03C3 ",
-                                            u"\u0149ew. ",   u"don't\n",
-                                            u"ab\u03A3\n",   u"x"};
   std::u16string text;
   while (text.size() < 100'000) text += u"ASCII only, Here and There.\n";
-  while (text.size() < 300'000) text += kWords[random() % std::size(kWords)];
+  while (text.size() < 300'000)
+    text += u"stra\u00DFe \u03BF\u03C3\u03BF\u03C3 \u0149ew. don't\nab\u03A3\n";
   text.append(100'000, u'\u00DF');  // a line longer than a piece, which grows as it is mapped
   const icu::UnicodeString whole = toIcu(text);
 
@@ -75,34 +71,29 @@ TEST(CaseMapping, LongTextsMapAsOneWhole) {
               toStd(icu::UnicodeString(whole).toTitle(nullptr, icu::Locale::getRoot())));
 }
 
-AttributeDictionary colored(double red) {
-  AttributeDictionary attributes;
-  attributes.setObject(Color{red, 0, 0, 1}, kForegroundColorAttributeName);
-  return attributes;
-}
-
-const AttributeDictionary kRed = colored(1.0);
-const AttributeDictionary kBlue = colored(0.5);
-
-AttributedText twoRuns(std::u16string_view red, std::u16string_view blue) {
-  AttributedText text(red, kRed);
-  text.appendString(blue, kBlue);
+// Characters in a red run followed by a blue run.
+AttributedText redThenBlue(std::u16string_view red, std::u16string_view blue) {
+  AttributeDictionary colour;
+  colour.setObject(Color{1, 0, 0, 1}, kForegroundColorAttributeName);
+  AttributedText text(red, colour);
+  colour.setObject(Color{0, 0, 1, 1}, kForegroundColorAttributeName);
+  text.appendString(blue, colour);
   return text;
 }
 
 TEST(AttributedCaseMapping, KeepsTheAttributesOnTheirCharacters) {
-  AttributedText text = twoRuns(u"a\u00DF", u"b c");
+  AttributedText text = redThenBlue(u"a\u00DF", u"b c");
   text.uppercase();
-  EXPECT_EQ(text, twoRuns(u"ASS", u"B C"));
+  EXPECT_EQ(text, redThenBlue(u"ASS", u"B C"));
   text.lowercase();
-  EXPECT_EQ(text, twoRuns(u"ass", u"b c"));
+  EXPECT_EQ(text, redThenBlue(u"ass", u"b c"));
 }
 
 // Every run is mapped as a text of its own: a word with a tail in another run gets two capitals.
 TEST(AttributedCaseMapping, CapitalizesTheStartOfEveryRun) {
-  AttributedText text = twoRuns(u"hEL", u"LO wORLD");
+  AttributedText text = redThenBlue(u"hEL", u"LO wORLD");
   text.capitalize();
-  EXPECT_EQ(text, twoRuns(u"Hel", u"Lo World"));
+  EXPECT_EQ(text, redThenBlue(u"Hel", u"Lo World"));
 }
 
 // The walk over the lower-cased text exactly as the service describes it, editing the text in

@@ -67,30 +67,23 @@ TEST(TabConversion, DetabsToTheNextStopAndEntabsBlanksThatReachAStop) {
   EXPECT_EQ(text, u"a\tb");
 }
 
-AttributeDictionary colored(double red) {
-  AttributeDictionary attributes;
-  attributes.setObject(Color{red, 0, 0, 1}, kForegroundColorAttributeName);
-  return attributes;
-}
-
-const AttributeDictionary kRed = colored(1.0);
-const AttributeDictionary kBlue = colored(0.5);
-
-AttributedText runs(
-    std::initializer_list<std::pair<std::u16string_view, AttributeDictionary>> all) {
-  AttributedText text;
-  for (const auto& [chars, attributes] : all) text.appendString(chars, attributes);
+// Characters in a red run followed by a blue run.
+AttributedText redThenBlue(std::u16string_view red, std::u16string_view blue) {
+  AttributeDictionary colour;
+  colour.setObject(Color{1, 0, 0, 1}, kForegroundColorAttributeName);
+  AttributedText text(red, colour);
+  colour.setObject(Color{0, 0, 1, 1}, kForegroundColorAttributeName);
+  text.appendString(blue, colour);
   return text;
 }
 
 TEST(AttributedTabs, PutInTabsAndSpacesTakeTheAttributesOfWhatTheyReplace) {
-  AttributedText text = runs({{u"ab", kRed}, {u"\t", kBlue}, {u"c", kRed}});
+  AttributedText text = redThenBlue(u"ab", u"\tc");
   text.decodeTabs(4);
-  EXPECT_EQ(text, runs({{u"ab", kRed}, {u"  ", kBlue}, {u"c", kRed}}));
-
-  text = runs({{u"a ", kRed}, {u"  ", kBlue}, {u"b", kRed}});
+  EXPECT_EQ(text, redThenBlue(u"ab", u"  c"));
+  text = redThenBlue(u"a ", u"  b");
   text.encodeTabs(4);
-  EXPECT_EQ(text, runs({{u"a\t", kRed}, {u"b", kRed}}));
+  EXPECT_EQ(text, redThenBlue(u"a\t", u"b"));
 }
 
 // The columns start again at every line, so converting the lines one by one gives the same as
@@ -105,7 +98,7 @@ TEST(TabService, ConvertsEveryLineOfTheSelection) {
     convertTabsOfLines(plain, 4, encode);
     EXPECT_EQ(plain.result, whole);
 
-    const AttributedText text = runs({{chars.substr(0, 9), kRed}, {chars.substr(9), kBlue}});
+    const AttributedText text = redThenBlue(chars.substr(0, 9), chars.substr(9));
     AttributedText wholeText = text;
     encode ? wholeText.encodeTabs(4) : wholeText.decodeTabs(4);
     AttributedLinesAndEmptyText attributed = getEmptyMutableStringAndLines(text);

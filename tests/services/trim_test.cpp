@@ -38,28 +38,6 @@ TEST(TrimService, TrimsEveryLineAndKeepsItsTerminator) {
   }
 }
 
-struct SideRow {
-  std::u16string_view text;
-  bool feeds;
-  std::u16string_view left;
-  std::u16string_view right;
-};
-
-TEST(Trimming, TrimsBlanksOrWhiteCharactersAtOneSide) {
-  const SideRow rows[] = {
-      {u" \na \n", false, u"\na \n", u" \na \n"},
-      {u" \na \n", true, u"a \n", u" \na"},
-      {u"\t \u3000", false, u"", u""},
-      {u"\uFEFF\u0003x\uFFFC", true, u"x\uFFFC", u"\uFEFF\u0003x"},
-      {u"", true, u"", u""},
-  };
-  for (const SideRow& row : rows) {
-    SCOPED_TRACE(testing::Message() << "row " << &row - rows);
-    EXPECT_EQ(stringByTrimmingSpacesOfLeftSideAndFeeds(row.text, row.feeds), row.left);
-    EXPECT_EQ(stringByTrimmingSpacesOfRightSideAndFeeds(row.text, row.feeds), row.right);
-  }
-}
-
 TEST(Trimming, TrimsWhiteCharactersAtBothEndsAndFeedsAtTheEnd) {
   struct Row {
     std::u16string_view text;
@@ -83,6 +61,11 @@ TEST(Trimming, TrimsWhiteCharactersAtBothEndsAndFeedsAtTheEnd) {
     EXPECT_EQ(white, row.white);
     EXPECT_EQ(feeds, row.feeds);
   }
+  // One side at a time: blanks only, or white characters (feeds among them).
+  EXPECT_EQ(stringByTrimmingSpacesOfLeftSideAndFeeds(u" \na\n ", false), u"\na\n ");
+  EXPECT_EQ(stringByTrimmingSpacesOfRightSideAndFeeds(u" \na\n ", false), u" \na\n");
+  EXPECT_EQ(stringByTrimmingSpacesOfLeftSideAndFeeds(u" \na\n ", true), u"a\n ");
+  EXPECT_EQ(stringByTrimmingSpacesOfRightSideAndFeeds(u" \na\n ", true), u" \na");
 }
 
 TEST(AttributedTrimming, RemovesAttachmentsAtTheEndsAndKeepsTheRunsBetween) {
