@@ -150,6 +150,19 @@ class AttributedText {
   // gives an empty string.
   std::optional<AttributedText> firstLine() const;
 
+  // The services' text operations, built beside their plain forms and keeping the runs.
+  // Case, run by run: each run mapped on its own as a whole text (services/case.h).
+  void uppercase();
+  void lowercase();
+  void capitalize();
+  // Tabs at a tab width in columns, by the edit rule (services/shift_and_tabs.h).
+  void encodeTabs(int width);
+  void decodeTabs(int width);
+  // Trims: white characters at both ends; plain feed characters, U+FFFC included, at the end
+  // (services/trim.h).
+  void trimWhiteSpaces();
+  void trimFeeds();
+
  private:
   struct RunStart {
     std::size_t start;

@@ -1,0 +1,157 @@
+#include "services/shift_and_tabs.h"
+
+#include "text/charsets.h"
+#include "text/lines.h"
+#include "text/mutable_string.h"
+
+namespace textrix {
+namespace {
+
+constexpr std::size_t kNoRun = static_cast<std::size_t>(-1);
+
+// The column after a blank at column: a tab moves to the next stop, any other blank one on.
+std::size_t columnAfterBlank(char16_t blank, std::size_t column, std::size_t width) {
+  return blank == u'\t' ? column + width - column % width : column + 1;
+}
+
+// The number of leading units that one indentation step takes from line: blanks until they
+// reach width columns, or all of them when nothing else follows.
+std::size_t indentationStep(std::u16string_view line, std::size_t width) {
+  const CharacterSetRep* space = spaceCharacterSetRep();
+  std::size_t column = 0;
+  std::size_t taken = 0;
+  while (taken < line.size() && space->contains(line[taken]) && column < width) {
+    column = columnAfterBlank(line[taken], column, width);
+    ++taken;
+  }
+  return taken;
+}
+
+// Columns start again after every plain feed, so both scans go line by line. A line's terminator
+// comes last in it and counts as one more column, which changes nothing.
+
+// Reports every tab of text, replaced by the spaces up to the next stop.
+void scanTabDecoding(std::u16string_view text, std::size_t width, EditSink& out) {
+  const std::u16string spaces(width, u' ');
+  for (std::size_t start = 0, end; start < text.size(); start = end) {
+    end = lineEnd(text, start);
+    const std::u16string_view line = text.substr(start, end - start);
+    std::size_t widened = 0;  // the columns that the line's tabs so far took beyond one each
+    for (std::size_t tab = line.find(u'\t'); tab != std::u16string_view::npos;
+         tab = line.find(u'\t', tab + 1)) {
+      const std::size_t count = width - (tab + widened) % width;
+      out.replace(start + tab, 1, std::u16string_view(spaces).substr(0, count));
+      widened += count - 1;
+    }
+  }
+}
+
+// Reports every run of blanks that ends on a tab stop, replaced by one tab. A tab that is such a
+// run by itself is left alone, since it would be replaced by itself.
+void scanTabEncoding(std::u16string_view text, std::size_t width, EditSink& out) {
+  const CharacterSetRep* space = spaceCharacterSetRep();
+  for (std::size_t start = 0, end; start < text.size(); start = end) {
+    end = lineEnd(text, start);
+    std::size_t column = 0;
+    std::size_t run = kNoRun;
+    for (std::size_t i = start; i < end; ++i) {
+      const char16_t c = text[i];
+      if (!space->contains(c)) {
+        ++column;
+        run = kNoRun;
+        continue;
+      }
+      if (run == kNoRun) run = i;
+      column = columnAfterBlank(c, column, width);
+      if (column % width != 0) continue;
+      if (run != i || c != u'\t') out.replace(run, i + 1 - run, u"\t");
+      run = kNoRun;
+    }
+  }
+}
+
+using TabScan = void (*)(std::u16string_view text, std::size_t width, EditSink& out);
+
+std::u16string_view charactersOf(const std::u16string& text) {
+  return text;
+}
+
+std::u16string_view charactersOf(const AttributedText& text) {
+  return text.string();
+}
+
+// Rewrites text with the edits that scan reports at width; a width below 1 changes nothing.
+template <class Rewriter, class Text>
+void convertTabs(Text& text, int width, TabScan scan) {
+  if (width < 1) return;
+  Rewriter out(text);
+  scan(charactersOf(text), static_cast<std::size_t>(width), out);
+  if (out.edited()) text = out.finish();
+}
+
+}  // namespace
+
+std::u16string stringByShiftingLinesLeft(std::u16string_view text, int width) {
+  if (width < 1) return std::u16string(text);
+  std::u16string result;
+  result.reserve(text.size());
+  for (std::size_t start = 0, end; start < text.size(); start = end) {
+    end = lineEnd(text, start);
+    const std::u16string_view line = text.substr(start, end - start);
+    result.append(line.substr(indentationStep(line, static_cast<std::size_t>(width))));
+  }
+  return result;
+}
+
+std::u16string stringByShiftingLinesRight(std::u16string_view text) {
+  std::u16string result;
+  result.reserve(text.size() + text.size() / 16);
+  for (std::size_t start = 0, end; start < text.size(); start = end) {
+    end = lineEnd(text, start);
+    result.push_back(u'\t');
+    result.append(text.substr(start, end - start));
+  }
+  return result;
+}
+
+void decodeTabs(std::u16string& text, int width) {
+  convertTabs<StringRewriter>(text, width, scanTabDecoding);
+}
+
+void encodeTabs(std::u16string& text, int width) {
+  convertTabs<StringRewriter>(text, width, scanTabEncoding);
+}
+
+void AttributedText::decodeTabs(int width) {
+  convertTabs<Rewriter>(*this, width, scanTabDecoding);
+}
+
+void AttributedText::encodeTabs(int width) {
+  convertTabs<Rewriter>(*this, width, scanTabEncoding);
+}
+
+PlainLinesAndEmptyString getEmptyMutableStringAndLines(std::u16string_view text) {
+  return {lines(text), {}};
+}
+
+AttributedLinesAndEmptyText getEmptyMutableStringAndLines(const AttributedText& text) {
+  return {text.lines(), {}};
+}
+
+void convertTabsOfLines(PlainLinesAndEmptyString& selection, int width, bool encode) {
+  for (std::u16string_view line : selection.lines) {
+    std::u16string copy(line);
+    encode ? encodeTabs(copy, width) : decodeTabs(copy, width);
+    selection.result.append(copy);
+  }
+}
+
+void convertTabsOfLines(AttributedLinesAndEmptyText& selection, int width, bool encode) {
+  for (const AttributedText& line : selection.lines) {
+    AttributedText copy(line);
+    encode ? copy.encodeTabs(width) : copy.decodeTabs(width);
+    selection.result.appendString(copy);
+  }
+}
+
+}  // namespace textrix

@@ -1,0 +1,61 @@
+// The shift and tab services: shift lines left or right by one indentation step, and convert
+// between tabs and spaces at a tab width.
+//
+// Columns count code units from the start of a line; a tab moves to the next multiple of the
+// width. Blanks are the space class (general category Zs, U+0009 and U+0000); lines and feeds are
+// those of text/lines.h. The conversions count columns anew after every plain feed character,
+// U+FFFC included, in attributed text as well.
+//
+//   textrix::stringByShiftingLinesLeft(u"\t\tx\n    y", 4);   // "\tx\ny"
+//   std::u16string s = u"a\tb";
+//   textrix::decodeTabs(s, 4);                             // "a   b"
+//   textrix::encodeTabs(s, 4);                             // "a\tb"
+//
+// AttributedText has encodeTabs and decodeTabs as members: a tab or run of spaces put in takes
+// the attributes of the first character it replaces, and every other character keeps its own.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "text/attributed_text.h"
+
+namespace textrix {
+
+// The shift-left service: every line without one indentation step, its leading tab or its
+// leading blanks up to width columns (blanks then the tab that reaches the first stop go
+// together). A line of blanks only is left out whole, which can only be an unterminated last
+// line. A width below 1 removes nothing.
+std::u16string stringByShiftingLinesLeft(std::u16string_view text, int width);
+// The shift-right service: a tab put in front of every line (none after a final terminator).
+std::u16string stringByShiftingLinesRight(std::u16string_view text);
+
+// Detab, in place: every tab becomes the spaces (U+0020) up to the next multiple of width. A
+// width below 1 changes nothing.
+void decodeTabs(std::u16string& text, int width);
+// Entab, in place: every run of blanks that ends exactly on a tab stop becomes one tab, even a
+// single space; blanks short of a stop stay. A width below 1 changes nothing.
+void encodeTabs(std::u16string& text, int width);
+
+// The selection as the tab service works on it: its lines, and an empty text of the same kind to
+// collect the converted lines in.
+template <class Line, class Text>
+struct LinesAndEmptyText {
+  std::vector<Line> lines;
+  Text result;
+};
+using PlainLinesAndEmptyString = LinesAndEmptyText<std::u16string_view, std::u16string>;
+using AttributedLinesAndEmptyText = LinesAndEmptyText<AttributedText, AttributedText>;
+
+// The lines of text (views into it) and an empty string.
+PlainLinesAndEmptyString getEmptyMutableStringAndLines(std::u16string_view text);
+// The attributed lines of text (U+FFFC stays inside its line) and an empty attributed text.
+AttributedLinesAndEmptyText getEmptyMutableStringAndLines(const AttributedText& text);
+
+// The tab service on a selection: appends every line, its tabs encoded (encode) or decoded at
+// width, to the selection's result.
+void convertTabsOfLines(PlainLinesAndEmptyString& selection, int width, bool encode);
+void convertTabsOfLines(AttributedLinesAndEmptyText& selection, int width, bool encode);
+
+}  // namespace textrix

@@ -1,0 +1,101 @@
+#include "services/trim.h"
+
+#include <algorithm>
+
+#include "text/attributed_text.h"
+#include "text/charsets.h"
+#include "text/lines.h"
+
+namespace textrix {
+namespace {
+
+const CharacterSetRep& trimmedClass(bool feeds) {
+  return feeds ? *whiteCharacterSetRep() : *spaceCharacterSetRep();
+}
+
+template <class IsTrimmed>
+std::u16string_view withoutLeading(std::u16string_view text, IsTrimmed isTrimmed) {
+  const auto kept = std::find_if_not(text.begin(), text.end(), isTrimmed);
+  return text.substr(static_cast<std::size_t>(kept - text.begin()));
+}
+
+template <class IsTrimmed>
+std::u16string_view withoutTrailing(std::u16string_view text, IsTrimmed isTrimmed) {
+  const auto kept = std::find_if_not(text.rbegin(), text.rend(), isTrimmed);
+  return text.substr(0, static_cast<std::size_t>(text.rend() - kept));
+}
+
+// Where view, a view into text, starts and how long it is.
+Range rangeOf(std::u16string_view view, std::u16string_view text) {
+  return Range{static_cast<std::size_t>(view.data() - text.data()), view.size()};
+}
+
+// Deletes what lies outside kept, the end first so that kept's start stays valid.
+void keepOnly(AttributedText& text, Range kept) {
+  text.deleteCharactersInRange(Range{kept.end(), text.length() - kept.end()});
+  text.deleteCharactersInRange(Range{0, kept.location});
+}
+
+}  // namespace
+
+std::u16string_view stringByTrimmingSpacesOfLeftSideAndFeeds(std::u16string_view text, bool feeds) {
+  const CharacterSetRep& trimmed = trimmedClass(feeds);
+  return withoutLeading(text, [&trimmed](char16_t c) { return trimmed.contains(c); });
+}
+
+std::u16string_view stringByTrimmingSpacesOfRightSideAndFeeds(std::u16string_view text,
+                                                              bool feeds) {
+  const CharacterSetRep& trimmed = trimmedClass(feeds);
+  return withoutTrailing(text, [&trimmed](char16_t c) { return trimmed.contains(c); });
+}
+
+// The white class rather than Unicode white space alone: it holds every feed, so a trimmed line
+// never keeps a terminator (U+0003, U+FEFF, U+FFFC) that the trim service then appends again.
+std::u16string_view stringByTrimmingWhiteSpaces(std::u16string_view text) {
+  return stringByTrimmingSpacesOfRightSideAndFeeds(
+      stringByTrimmingSpacesOfLeftSideAndFeeds(text, true), true);
+}
+
+std::u16string_view stringByTrimmingFeeds(std::u16string_view text) {
+  return withoutTrailing(text, [](char16_t c) { return isFeedCharacter(c, FeedSet::plain); });
+}
+
+void trimWhiteSpaces(std::u16string& text) {
+  const Range kept = rangeOf(stringByTrimmingWhiteSpaces(text), text);
+  text.erase(kept.end());
+  text.erase(0, kept.location);
+}
+
+void trimFeeds(std::u16string& text) {
+  text.resize(stringByTrimmingFeeds(text).size());
+}
+
+void AttributedText::trimWhiteSpaces() {
+  keepOnly(*this, rangeOf(stringByTrimmingWhiteSpaces(string()), string()));
+}
+
+void AttributedText::trimFeeds() {
+  keepOnly(*this, Range{0, stringByTrimmingFeeds(string()).size()});
+}
+
+std::u16string stringByTrimmingLines(std::u16string_view text, bool left, bool right) {
+  std::u16string result;
+  result.reserve(text.size());
+  for (std::size_t start = 0, end; start < text.size(); start = end) {
+    end = lineEnd(text, start);
+    const std::u16string_view line = text.substr(start, end - start);
+    if (left && right) {
+      result.append(stringByTrimmingWhiteSpaces(line)).append(feedOfLine(line));
+    } else if (left) {
+      // The terminator is no blank, so it survives the left trim.
+      result.append(stringByTrimmingSpacesOfLeftSideAndFeeds(line, false));
+    } else if (right) {
+      result.append(stringByTrimmingSpacesOfRightSideAndFeeds(line, true)).append(feedOfLine(line));
+    } else {
+      result.append(line);
+    }
+  }
+  return result;
+}
+
+}  // namespace textrix
