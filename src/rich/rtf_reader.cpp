@@ -792,7 +792,7 @@ void RtfReader::skipGroup() {
         pos_ = std::min(pos_ + 2, rtf_.size());
       }
     } else if (c == '{') {
-      if (groups_.size() + depth >= kMaxDepth) {
+      if (groups_.size() - 1 + depth >= kMaxDepth) {
         fail(RichTextErrorKind::tooDeep, pos_);
         return;
       }
