@@ -122,7 +122,6 @@ struct WordEntry {
   Word word;
 };
 
-// Sorted by name (byte order) for binary search.
 constexpr auto kWords = std::to_array<WordEntry>({
     {"NeXTGraphic", Word::nextGraphic},
     {"aftncn", Word::skippedDestination},
@@ -252,11 +251,41 @@ constexpr auto kWords = std::to_array<WordEntry>({
     {"zwnj", Word::zwnj},
 });
 
+// The words in an open-addressing hash table, built once: a lookup hashes the name and compares it
+// with one or two entries, instead of the many comparisons of a search over the sorted list.
+class WordTable {
+ public:
+  WordTable() {
+    for (const WordEntry& entry : kWords) {
+      std::size_t slot = hash(entry.name);
+      while (!slots_[slot].name.empty()) slot = (slot + 1) % kSlots;
+      slots_[slot] = entry;
+    }
+  }
+
+  Word find(std::string_view name) const {
+    if (name.empty()) return Word::unknown;
+    for (std::size_t slot = hash(name);; slot = (slot + 1) % kSlots) {
+      if (slots_[slot].name.empty()) return Word::unknown;
+      if (slots_[slot].name == name) return slots_[slot].word;
+    }
+  }
+
+ private:
+  static constexpr std::size_t kSlots = 512;  // a power of two, over three times the words
+
+  static std::size_t hash(std::string_view name) {
+    std::uint32_t value = 2166136261u;
+    for (char c : name) value = (value ^ static_cast<unsigned char>(c)) * 16777619u;
+    return value % kSlots;
+  }
+
+  std::array<WordEntry, kSlots> slots_{};
+};
+
 Word lookUpWord(std::string_view name) {
-  const auto* found =
-      std::lower_bound(kWords.begin(), kWords.end(), name,
-                       [](const WordEntry& entry, std::string_view key) { return entry.name < key; });
-  return found != kWords.end() && found->name == name ? found->word : Word::unknown;
+  static const WordTable table;
+  return table.find(name);
 }
 
 // The character a control word stands for, or 0 when it stands for none.
@@ -450,7 +479,7 @@ bool isPlainByte(char c) {
 
 int clampToInt(std::int64_t value) {
   return static_cast<int>(std::clamp<std::int64_t>(value, std::numeric_limits<int>::min(),
-                                                    std::numeric_limits<int>::max()));
+                                                   std::numeric_limits<int>::max()));
 }
 
 // A control word as written: \name, optionally followed by a signed number.
@@ -667,6 +696,7 @@ class RtfReader {
   AttributeDictionary attributesOf(const CharacterState& state) const;
   void flushText();
   void appendAttachment(std::string name, std::shared_ptr<const std::string> contents);
+  void setFontCodePage(int codePage);
   void finishFontEntry();
   void finishColorEntry();
 
@@ -678,6 +708,7 @@ class RtfReader {
 
   // Document
   int codePage_ = kDefaultCodePage;
+  bool doubleByteCodePageSeen_ = false;  // else no byte needs the code page to be found
   int defaultFont_ = 0;
   std::map<int, FontEntry> fonts_;
   std::vector<std::optional<Color>> colors_;
@@ -785,8 +816,8 @@ void RtfReader::skipGroup() {
         const ControlWord word = parseControlWord(rtf_, pos_ + 1);
         pos_ = word.end;
         if (word.name == "bin" && word.parameter > 0) {
-          pos_ += std::min<std::size_t>(static_cast<std::size_t>(word.parameter),
-                                        rtf_.size() - pos_);
+          pos_ +=
+              std::min<std::size_t>(static_cast<std::size_t>(word.parameter), rtf_.size() - pos_);
         }
       } else {
         pos_ = std::min(pos_ + 2, rtf_.size());
@@ -890,14 +921,12 @@ void RtfReader::readControlWord() {
     return;
   }
   applyWord(word, control);
-  formatChanged_ = true;
 }
 
 // \binN: N raw bytes, picture data inside a picture and skipped elsewhere.
 void RtfReader::readBinary(const ControlWord& control) {
-  const std::size_t length =
-      std::min<std::size_t>(control.parameter > 0 ? static_cast<std::size_t>(control.parameter) : 0,
-                            rtf_.size() - pos_);
+  const std::size_t length = std::min<std::size_t>(
+      control.parameter > 0 ? static_cast<std::size_t>(control.parameter) : 0, rtf_.size() - pos_);
   if (!skipsFallback() && group().destination == Destination::picture) {
     picture_.append(rtf_.substr(pos_, length));
   }
@@ -973,8 +1002,9 @@ void RtfReader::endDestination(const GroupState& closed) {
     case Destination::attachmentName: {
       std::string name = encodeUtf8(attachmentName_);
       const std::size_t first = name.find_first_not_of(' ');
-      name = first == std::string::npos ? std::string()
-                                        : name.substr(first, name.find_last_not_of(' ') + 1 - first);
+      name = first == std::string::npos
+                 ? std::string()
+                 : name.substr(first, name.find_last_not_of(' ') + 1 - first);
       std::shared_ptr<const std::string> contents;
       if (attachments_ != nullptr) {
         auto found = attachments_->find(name);
@@ -1003,10 +1033,10 @@ void RtfReader::applyWord(Word word, const ControlWord& control) {
       return;
     }
     case Word::fcharset:
-      if (fontEntry_ >= 0) fonts_[fontEntry_].codePage = codePageOfCharset(control.parameter);
+      if (fontEntry_ >= 0) setFontCodePage(codePageOfCharset(control.parameter));
       return;
     case Word::cpg:
-      if (fontEntry_ >= 0) fonts_[fontEntry_].codePage = control.parameter;
+      if (fontEntry_ >= 0) setFontCodePage(control.parameter);
       return;
     case Word::red:
     case Word::green:
@@ -1027,6 +1057,7 @@ void RtfReader::applyWord(Word word, const ControlWord& control) {
   applyCharacterFormat(word, control);
   applyParagraphFormat(word, control);
   applyDocumentWord(word, control);
+  formatChanged_ = true;
 }
 
 void RtfReader::applyCharacterFormat(Word word, const ControlWord& control) {
@@ -1146,6 +1177,7 @@ void RtfReader::applyDocumentWord(Word word, const ControlWord& control) {
       break;
     case Word::ansicpg:
       codePage_ = value > 0 ? value : kDefaultCodePage;
+      doubleByteCodePageSeen_ |= isDoubleByteCodePage(codePage_);
       break;
     case Word::deff:
       defaultFont_ = value;
@@ -1192,7 +1224,7 @@ void RtfReader::readPlainBytes() {
   }
   const std::string_view bytes = rtf_.substr(pos_, end - pos_);
   pos_ = end;
-  if (isDoubleByteCodePage(currentCodePage())) {
+  if (doubleByteCodePageSeen_ && isDoubleByteCodePage(currentCodePage())) {
     pendingBytes_.append(bytes);
     return;
   }
@@ -1343,6 +1375,11 @@ void RtfReader::appendAttachment(std::string name, std::shared_ptr<const std::st
   text_.appendString(std::u16string_view(&kAttachmentCharacter, 1), attributes);
 }
 
+void RtfReader::setFontCodePage(int codePage) {
+  fonts_[fontEntry_].codePage = codePage;
+  doubleByteCodePageSeen_ |= isDoubleByteCodePage(codePage);
+}
+
 void RtfReader::finishFontEntry() {
   if (fontEntry_ < 0) return;
   flushBytes();
@@ -1352,10 +1389,10 @@ void RtfReader::finishFontEntry() {
 }
 
 void RtfReader::finishColorEntry() {
-  colors_.push_back(colorHasComponents_ ? std::optional<Color>(colorOf(colorComponents_[0],
-                                                                       colorComponents_[1],
-                                                                       colorComponents_[2]))
-                                        : std::nullopt);
+  colors_.push_back(colorHasComponents_
+                        ? std::optional<Color>(colorOf(colorComponents_[0], colorComponents_[1],
+                                                       colorComponents_[2]))
+                        : std::nullopt);
   colorComponents_ = {};
   colorHasComponents_ = false;
 }

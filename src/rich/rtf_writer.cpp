@@ -249,9 +249,9 @@ void RtfWriter::writeHeader() {
   needsDelimiter_ = false;
   if (documentAttributes_ != nullptr) {
     const std::pair<std::string_view, const std::optional<double>*> layout[] = {
-        {"paperw", &documentAttributes_->paperWidth},  {"paperh", &documentAttributes_->paperHeight},
-        {"margl", &documentAttributes_->leftMargin},   {"margr", &documentAttributes_->rightMargin},
-        {"margt", &documentAttributes_->topMargin},    {"margb", &documentAttributes_->bottomMargin},
+        {"paperw", &documentAttributes_->paperWidth}, {"paperh", &documentAttributes_->paperHeight},
+        {"margl", &documentAttributes_->leftMargin},  {"margr", &documentAttributes_->rightMargin},
+        {"margt", &documentAttributes_->topMargin},   {"margb", &documentAttributes_->bottomMargin},
     };
     for (const auto& [name, value] : layout) {
       if (value->has_value()) word(name, twips(**value));
@@ -417,9 +417,9 @@ std::u16string RtfWriter::attachmentName(const Attachment& attachment) {
   }
   usedNames_.insert(name);
   attachmentNames_.emplace(key, name);
-  result_.attachments.emplace(
-      encodeUtf8(name),
-      attachment.contents ? attachment.contents : std::make_shared<const std::string>());
+  result_.attachments.emplace(encodeUtf8(name), attachment.contents
+                                                    ? attachment.contents
+                                                    : std::make_shared<const std::string>());
   return name;
 }
 

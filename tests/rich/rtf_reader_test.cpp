@@ -35,8 +35,8 @@ Range runAround(const AttributedText& text, std::u16string_view word) {
 
 const Font& fontAt(const AttributedText& text, std::u16string_view word) {
   static const Font kNone{"(none)"};
-  const Font* font = text.attributesAtIndex(runAround(text, word).location)
-                         .get<Font>(kFontAttributeName);
+  const Font* font =
+      text.attributesAtIndex(runAround(text, word).location).get<Font>(kFontAttributeName);
   return font ? *font : kNone;
 }
 
@@ -54,8 +54,9 @@ TEST_P(RtfReaderFixtures, ReadsCharactersAndRuns) {
   const AttributedText text = read(fixture(c.file));
   const std::u16string& s = text.string();
   EXPECT_EQ(s.substr(0, 12), u"Heading One\n");
-  EXPECT_NE(s.find(u"Greek \u0391\u03BB\u03C6\u03B1, Cyrillic \u041F\u0440\u0438\u0432\u0435\u0442"),
-            std::u16string::npos);
+  EXPECT_NE(
+      s.find(u"Greek \u0391\u03BB\u03C6\u03B1, Cyrillic \u041F\u0440\u0438\u0432\u0435\u0442"),
+      std::u16string::npos);
   EXPECT_NE(s.find(u"\u6F22\u5B57\u304B\u306A"), std::u16string::npos);
   EXPECT_NE(s.find(c.emojiInPlace ? u"emoji \xD83D\xDE00 end." : u"\xD83D\xDE00"),
             std::u16string::npos);
@@ -92,8 +93,7 @@ INSTANTIATE_TEST_SUITE_P(Writers, RtfReaderFixtures,
 
 TEST(RtfReader, ReadsParagraphSpacingOfWordProcessors) {
   const AttributedText text = read(fixture("libreoffice_formatted.rtf"));
-  const auto* style =
-      text.attributesAtIndex(0).get<ParagraphStyle>(kParagraphStyleAttributeName);
+  const auto* style = text.attributesAtIndex(0).get<ParagraphStyle>(kParagraphStyleAttributeName);
   ASSERT_NE(style, nullptr);
   EXPECT_EQ(style->paragraphSpacingBefore, 12);
   EXPECT_EQ(style->paragraphSpacing, 6);
@@ -127,7 +127,8 @@ INSTANTIATE_TEST_SUITE_P(
         CharactersCase{R"({\rtf1\uc0\u8232 x})", u"\u2028x"},
         CharactersCase{R"({\rtf1 \u-10179?\u-8704?})", u"\xD83D\xDE00"},
         CharactersCase{R"({\rtf1\uc0 \u55357\u56832 })", u"\xD83D\xDE00"},
-        CharactersCase{R"({\rtf1\uc2 \u946\'e2\'e2b{\uc1\u947 gc}\u948 xxd})", u"\u03B2b\u03B3c\u03B4d"},
+        CharactersCase{R"({\rtf1\uc2 \u946\'e2\'e2b{\uc1\u947 gc}\u948 xxd})",
+                       u"\u03B2b\u03B3c\u03B4d"},
         CharactersCase{R"({\rtf1\uc1\u946{x}})", u"\u03B2x"},
         CharactersCase{R"({\rtf1 \'93q\'94 \'80})", u"\u201Cq\u201D \u20AC"},
         CharactersCase{R"({\rtf1\ansi\ansicpg1251 \'cf\'f0\'e8})", u"\u041F\u0440\u0438"},
@@ -146,13 +147,13 @@ INSTANTIATE_TEST_SUITE_P(
         CharactersCase{R"({\rtf1 a}trailing)", u"a"}));
 
 TEST(RtfReader, ReadsCocoaStyleTables) {
-  const AttributedText text = read(
-      R"({\rtf1\ansi\ansicpg1252\cocoartf2761)"
-      R"({\fonttbl\f0\fswiss\fcharset0 Helvetica;\f1\fnil\fcharset0 Menlo-Regular;})"
-      R"({\colortbl;\red255\green255\blue255;\red0\green128\blue255;})"
-      R"({\*\expandedcolortbl;;\cssrgb\c0\c50\c100;})"
-      "\n\\pard\\tx560\\pardirnatural\\partightenfactor0\n"
-      R"(\f0\fs24 \cf0 a\f1\fs25 \fsmilli12500 \cf2 b})");
+  const AttributedText text =
+      read(R"({\rtf1\ansi\ansicpg1252\cocoartf2761)"
+           R"({\fonttbl\f0\fswiss\fcharset0 Helvetica;\f1\fnil\fcharset0 Menlo-Regular;})"
+           R"({\colortbl;\red255\green255\blue255;\red0\green128\blue255;})"
+           R"({\*\expandedcolortbl;;\cssrgb\c0\c50\c100;})"
+           "\n\\pard\\tx560\\pardirnatural\\partightenfactor0\n"
+           R"(\f0\fs24 \cf0 a\f1\fs25 \fsmilli12500 \cf2 b})");
   ASSERT_EQ(text.string(), u"ab");
   EXPECT_EQ(*text.attributesAtIndex(0).get<Font>(kFontAttributeName), (Font{"Helvetica", 12}));
   EXPECT_EQ(text.attributesAtIndex(0).find(kForegroundColorAttributeName), nullptr);
@@ -163,9 +164,9 @@ TEST(RtfReader, ReadsCocoaStyleTables) {
 }
 
 TEST(RtfReader, AppliesAndResetsCharacterFormatting) {
-  const AttributedText text = read(
-      R"({\rtf1\deff1{\fonttbl{\f0 Zero;}{\f1 One;}}{\colortbl;\red255\green0\blue0;;})"
-      R"(a\f0\fs30\b\i\ul\cf1\cb1 b\b0\i0\ulnone\cf2\highlight9 c\plain d\ul e\ul0 f})");
+  const AttributedText text =
+      read(R"({\rtf1\deff1{\fonttbl{\f0 Zero;}{\f1 One;}}{\colortbl;\red255\green0\blue0;;})"
+           R"(a\f0\fs30\b\i\ul\cf1\cb1 b\b0\i0\ulnone\cf2\highlight9 c\plain d\ul e\ul0 f})");
   ASSERT_EQ(text.string(), u"abcdef");
   const auto& b = text.attributesAtIndex(1);
   EXPECT_EQ(*b.get<Font>(kFontAttributeName), (Font{"Zero", 15, true, true}));
@@ -185,8 +186,7 @@ TEST(RtfReader, ReadsParagraphAndDocumentProperties) {
       R"({\rtf1\paperw12240\paperh15840\margl1440\margr1800\margt720\margb360 )"
       R"(\pard\qc\li720\fi-360\ri200\sb120\sa240\sl-300\slmult0\slleading40 a\par\pard b})");
   ASSERT_TRUE(reading.ok());
-  EXPECT_EQ(reading.documentAttributes,
-            (DocumentAttributes{612.0, 792.0, 72.0, 90.0, 36.0, 18.0}));
+  EXPECT_EQ(reading.documentAttributes, (DocumentAttributes{612.0, 792.0, 72.0, 90.0, 36.0, 18.0}));
   const auto* style =
       reading.text.attributesAtIndex(1).get<ParagraphStyle>(kParagraphStyleAttributeName);
   ASSERT_NE(style, nullptr);
@@ -226,18 +226,19 @@ INSTANTIATE_TEST_SUITE_P(
                  u"http://a.b/"},
         LinkCase{R"({\field{\*\fldinst HYPERLINK "http://a.b/" }{\fldrslt link}})", u"http://a.b/"},
         LinkCase{R"({\field{\*\fldinst { hyperlink http://x/ }}{\*\fldrslt link}})", u"http://x/"},
-        LinkCase{R"({\field{\*\fldinst{HYPERLINK "doc.html" \\l "part" \\o "tip"}}{\fldrslt link}})",
-                 u"doc.html#part"},
+        LinkCase{
+            R"({\field{\*\fldinst{HYPERLINK "doc.html" \\l "part" \\o "tip"}}{\fldrslt link}})",
+            u"doc.html#part"},
         LinkCase{R"({\field{\*\fldinst{HYPERLINK \\l "top"}}{\fldrslt link}})", u"#top"},
         LinkCase{R"({\field{\*\fldinst{HYPERLINK "q\\"u\\\\o"}}{\fldrslt link}})", u"q\"u\\o"}));
 
 TEST(RtfReader, ReadsNamedAttachments) {
   AttachmentFiles files;
   files["my picture.png"] = std::make_shared<const std::string>("PNG");
-  const AttributedText text =
-      read("{\\rtf1 a{{\\NeXTGraphic my picture.png \\width200 \\height100\n}\xAC}"
-           "{{\\NeXTGraphic missing.tiff \\width0 \\height0}\\'ac}b}",
-           &files);
+  const AttributedText text = read(
+      "{\\rtf1 a{{\\NeXTGraphic my picture.png \\width200 \\height100\n}\xAC}"
+      "{{\\NeXTGraphic missing.tiff \\width0 \\height0}\\'ac}b}",
+      &files);
   ASSERT_EQ(text.string(), u"a\uFFFC\uFFFCb");
   const Attachment* named = text.attributesAtIndex(1).get<Attachment>(kAttachmentAttributeName);
   ASSERT_NE(named, nullptr);
@@ -251,11 +252,11 @@ TEST(RtfReader, ReadsNamedAttachments) {
 }
 
 TEST(RtfReader, ReadsPngAndJpegPicturesAsAttachments) {
-  const AttributedText text = read(
-      R"({\rtf1 {\*\shppict{\pict{\*\picprop x}\picw1\pngblip 89504e)"
-      "\n"
-      R"(470d0a}}{\nonshppict{\pict\wmetafile8 00}}{\pict\jpegblip\bin2 )"
-      "\xFF\xD8}{\\pict\\emfblip 0102}}");
+  const AttributedText text =
+      read(R"({\rtf1 {\*\shppict{\pict{\*\picprop x}\picw1\pngblip 89504e)"
+           "\n"
+           R"(470d0a}}{\nonshppict{\pict\wmetafile8 00}}{\pict\jpegblip\bin2 )"
+           "\xFF\xD8}{\\pict\\emfblip 0102}}");
   ASSERT_EQ(text.string(), u"\uFFFC\uFFFC");
   const Attachment* png = text.attributesAtIndex(0).get<Attachment>(kAttachmentAttributeName);
   const Attachment* jpeg = text.attributesAtIndex(1).get<Attachment>(kAttachmentAttributeName);

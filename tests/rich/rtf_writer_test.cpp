@@ -76,7 +76,8 @@ AttributeDictionary attributes(Font font, std::optional<Color> foreground = {},
 TEST(RtfWriter, KeepsFontsColorsUnderlineAndParagraphStyles) {
   AttributedText text;
   text.appendString(u"plain ", attributes(Font{"Times New Roman", 12}));
-  text.appendString(u"big", attributes(Font{"Semi;colon \u00C9", 12.5, true}, Color{1, 128 / 255.0, 0}));
+  text.appendString(u"big",
+                    attributes(Font{"Semi;colon \u00C9", 12.5, true}, Color{1, 128 / 255.0, 0}));
   text.appendString(u"odd", attributes(Font{"Times New Roman", 10.3, false, true}, std::nullopt,
                                        Color{0, 0, 128 / 255.0}));
   AttributeDictionary styled = attributes(Font{"Times New Roman", 9});
@@ -130,10 +131,12 @@ AttributeDictionary attachment(const std::string& name, std::shared_ptr<const st
 
 TEST(RtfWriter, NamesAttachmentFilesUniquelyAndSafely) {
   const std::vector<std::pair<std::string, std::string>> cases = {
-      {"a.png", "a.png"},     {"a.png", "a 2.png"},     {"a.png", "a 3.png"},
-      {"a/b\0c"s, "a_b_c"},   {"", "Attachment"},       {"..", "Attachment 2"},
+      {"a.png", "a.png"},      {"a.png", "a 2.png"},
+      {"a.png", "a 3.png"},    {"a/b\0c"s, "a_b_c"},
+      {"", "Attachment"},      {"..", "Attachment 2"},
       {"TXT.rtf", "_TXT.rtf"}, {"__@UTF8PreferredName@__", "___@UTF8PreferredName@__"},
-      {" pad ", "pad"},        {"README", "README"},     {"README", "README 2"},
+      {" pad ", "pad"},        {"README", "README"},
+      {"README", "README 2"},
   };
   AttributedText text;
   for (const auto& [name, expected] : cases) {
@@ -143,8 +146,8 @@ TEST(RtfWriter, NamesAttachmentFilesUniquelyAndSafely) {
   const RichTextReading again = readBack(writing);
   ASSERT_EQ(again.text.length(), cases.size());
   for (std::size_t i = 0; i < cases.size(); ++i) {
-    const Attachment* read = again.text.attributesAtIndex(i).get<Attachment>(
-        kAttachmentAttributeName);
+    const Attachment* read =
+        again.text.attributesAtIndex(i).get<Attachment>(kAttachmentAttributeName);
     ASSERT_NE(read, nullptr);
     EXPECT_EQ(read->fileName, cases[i].second);
     EXPECT_EQ(*read->contents, cases[i].first);
@@ -154,8 +157,7 @@ TEST(RtfWriter, NamesAttachmentFilesUniquelyAndSafely) {
 
 TEST(RtfWriter, WritesPngSizeInTwipsAndSharesOneFileForOneAttachment) {
   std::string png("\x89PNG\r\n\x1a\n\0\0\0\rIHDR\0\0\0\x10\0\0\x01\0"s);
-  const AttributeDictionary picture =
-      attachment("p.png", std::make_shared<const std::string>(png));
+  const AttributeDictionary picture = attachment("p.png", std::make_shared<const std::string>(png));
   AttributedText text(u"\uFFFC\uFFFC", picture);
   const RtfWriting writing = writeRtfWithAttachments(text);
   EXPECT_NE(writing.rtf.find("{{\\NeXTGraphic p.png \\width320\\height5120}\\'ac}"),
