@@ -472,6 +472,14 @@ int hexValue(char c) {
   return -1;
 }
 
+// Widens ASCII bytes into units in place: appending from byte iterators would build a temporary.
+void appendAscii(std::string_view ascii, std::u16string& target) {
+  const std::size_t start = target.size();
+  target.resize(start + ascii.size());
+  char16_t* out = target.data() + start;
+  for (char c : ascii) *out++ = static_cast<char16_t>(c);
+}
+
 // A byte that neither opens a control sequence or group nor is ignored as a line end.
 bool isPlainByte(char c) {
   return c != '\\' && c != '{' && c != '}' && c != '\r' && c != '\n';
@@ -568,6 +576,7 @@ struct FontEntry {
 struct Field {
   std::u16string instruction;
   std::optional<std::u16string> url;  // set when the instruction is a HYPERLINK
+  bool parsed = false;                // the instruction is parsed once, at the first \fldrslt
 };
 
 // Splits a field instruction into its arguments: quoted strings (with \ escaping the next
@@ -958,7 +967,10 @@ bool RtfReader::applyDestination(Word word) {
     case Word::fldrslt:
       if (group().field >= 0) {
         Field& field = fields_[static_cast<std::size_t>(group().field)];
-        field.url = hyperlinkUrl(field.instruction);
+        if (!field.parsed) {
+          field.url = hyperlinkUrl(field.instruction);
+          field.parsed = true;
+        }
         if (field.url) group().format.field = group().field;
       }
       formatChanged_ = true;
@@ -1234,10 +1246,7 @@ void RtfReader::readPlainBytes() {
     while (ascii < bytes.size() && static_cast<unsigned char>(bytes[ascii]) < 0x80) ++ascii;
     if (ascii > i) {
       flushBytes();
-      if (std::u16string* target = textTarget()) {
-        target->append(bytes.begin() + static_cast<std::ptrdiff_t>(i),
-                       bytes.begin() + static_cast<std::ptrdiff_t>(ascii));
-      }
+      if (std::u16string* target = textTarget()) appendAscii(bytes.substr(i, ascii - i), *target);
     }
     std::size_t high = ascii;
     while (high < bytes.size() && static_cast<unsigned char>(bytes[high]) >= 0x80) ++high;
