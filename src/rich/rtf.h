@@ -74,14 +74,16 @@ struct RichTextReading {
 using AttachmentFiles = std::map<std::string, std::shared_ptr<const std::string>, std::less<>>;
 
 // Reads RTF bytes. A \NeXTGraphic group becomes one attachment character whose Attachment holds the
-// named file from attachments (empty bytes when the file is absent or no files are given). Never
-// reads outside the bytes; fails only as RichTextErrorKind says.
+// named file from attachments (empty bytes when the file is absent or no files are given); a PNG or
+// JPEG \pict becomes one named image1.png, image2.jpg, ... with the picture's bytes. Never reads
+// outside the bytes; fails only as RichTextErrorKind says, and then the text is empty.
 RichTextReading readRtf(std::string_view rtf, const AttachmentFiles* attachments = nullptr);
 
 // The RTF text of an attributed text and the attachment files it names.
 struct RtfWriting {
   std::string rtf;
-  AttachmentFiles attachments;  // one file per attachment character, under the name the RTF uses
+  AttachmentFiles attachments;  // one file per attachment (characters that carry the same
+                                // attachment share it), under the name the RTF uses
 };
 
 // Writes an attributed text as RTF, with the page layout when given. Attachment characters are
@@ -90,7 +92,8 @@ struct RtfWriting {
 RtfWriting writeRtfWithAttachments(const AttributedText& text,
                                    const DocumentAttributes* documentAttributes = nullptr);
 
-// Writes an attributed text as RTF alone, for a text without attachments.
+// Writes an attributed text as RTF alone, for a text without attachments (attachment characters
+// are still written as \NeXTGraphic groups, but their files are dropped).
 std::string writeRtf(const AttributedText& text,
                      const DocumentAttributes* documentAttributes = nullptr);
 

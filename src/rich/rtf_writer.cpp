@@ -1,0 +1,486 @@
+// The RTF writer: a header with the font and colour tables, then the runs in order, each preceded
+// by the control words that change the formatting written so far into the run's. What the writer
+// writes, the reader reads back to equal attribute values: sizes in half points (or thousandths
+// of a point), colours as 0..255 components, lengths in whole twips.
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <set>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "rich/rtf.h"
+#include "text/encodings.h"
+
+namespace textrix {
+namespace {
+
+constexpr double kTwipsPerPoint = 20.0;
+constexpr double kSingleLineSpacing = 240.0;
+constexpr std::string_view kDefaultFamily = "Helvetica";
+constexpr std::string_view kUnnamedAttachment = "Attachment";
+
+// A length rounded to whole units of scale, kept where RTF numbers can hold it.
+std::int64_t roundedUnits(double value, double scale) {
+  const double scaled = value * scale;
+  if (!std::isfinite(scaled)) return 0;
+  return std::llround(std::clamp(scaled, -2147483648.0, 2147483647.0));
+}
+
+std::int64_t twips(double points) {
+  return roundedUnits(points, kTwipsPerPoint);
+}
+
+int colorByte(double component) {
+  return static_cast<int>(std::clamp<std::int64_t>(roundedUnits(component, 255.0), 0, 255));
+}
+
+struct RgbColor {
+  int red = 0;
+  int green = 0;
+  int blue = 0;
+
+  auto operator<=>(const RgbColor&) const = default;
+};
+
+RgbColor rgbOf(const Color& color) {
+  return {colorByte(color.red), colorByte(color.green), colorByte(color.blue)};
+}
+
+// The formatting that control words set, as the reader keeps it.
+struct WrittenFormat {
+  int font = 0;
+  double pointSize = 12.0;
+  bool bold = false;
+  bool italic = false;
+  bool underline = false;
+  int foreground = 0;  // colour table index; 0 is automatic
+  int background = 0;
+  ParagraphStyle paragraph;
+};
+
+// The size in pixels of a PNG image, from its header, or none when the bytes are not a PNG.
+std::optional<std::pair<std::uint32_t, std::uint32_t>> pngSize(const std::string& bytes) {
+  constexpr std::string_view kSignature = "\x89PNG\r\n\x1a\n";
+  if (bytes.size() < 24 || bytes.compare(0, kSignature.size(), kSignature) != 0) {
+    return std::nullopt;
+  }
+  const auto bigEndian = [&](std::size_t at) {
+    std::uint32_t value = 0;
+    for (std::size_t i = 0; i < 4; ++i) {
+      value = value << 8 | static_cast<unsigned char>(bytes[at + i]);
+    }
+    return value;
+  };
+  return std::make_pair(bigEndian(16), bigEndian(20));
+}
+
+bool isReservedName(std::u16string_view name) {
+  constexpr std::u16string_view kText = u"txt.rtf";
+  const bool isText =
+      name.size() == kText.size() &&
+      std::equal(name.begin(), name.end(), kText.begin(), [](char16_t a, char16_t b) {
+        return (a >= u'A' && a <= u'Z' ? a - u'A' + u'a' : a) == b;
+      });
+  return isText || name.substr(0, 3) == u"__@";
+}
+
+// A file name that is safe inside a package and reads back unchanged from the RTF: no path
+// separators or NUL, no surrounding spaces (the reader trims them), not "." or "..", not the
+// package's own TXT.rtf or metadata names.
+std::u16string safeFileName(const std::string& fileName) {
+  std::u16string name = utf16FromUtf8(fileName);
+  std::replace(name.begin(), name.end(), u'/', u'_');
+  std::replace(name.begin(), name.end(), u'\0', u'_');
+  const std::size_t first = name.find_first_not_of(u' ');
+  name = first == std::u16string::npos
+             ? std::u16string()
+             : name.substr(first, name.find_last_not_of(u' ') + 1 - first);
+  if (name.empty() || name == u"." || name == u"..") return utf16FromUtf8(kUnnamedAttachment);
+  if (isReservedName(name)) return u"_" + name;
+  return name;
+}
+
+// "name 2.ext" for "name.ext" and 2.
+std::u16string numberedName(std::u16string_view name, int number) {
+  std::size_t dot = name.rfind(u'.');
+  if (dot == 0 || dot == std::u16string_view::npos) dot = name.size();
+  std::u16string numbered(name.substr(0, dot));
+  numbered += u' ';
+  for (char c : std::to_string(number)) numbered += static_cast<char16_t>(c);
+  numbered += name.substr(dot);
+  return numbered;
+}
+
+class RtfWriter {
+ public:
+  RtfWriter(const AttributedText& text, const DocumentAttributes* documentAttributes)
+      : text_(text), documentAttributes_(documentAttributes) {}
+
+  RtfWriting write();
+
+ private:
+  void collectTables(const std::vector<AttributedText::Run>& runs);
+  int fontIndex(const AttributeDictionary& attributes) const;
+  int colorIndex(const AttributeDictionary& attributes, std::string_view name) const;
+  WrittenFormat formatOf(const AttributeDictionary& attributes) const;
+
+  void writeHeader();
+  void writeRun(const AttributedText::Run& run);
+  void writeLinkChange(const Link* link);
+  void writeParagraphStyle(const ParagraphStyle& style);
+  void writeCharacterFormat(const WrittenFormat& format);
+  void writeCharacters(std::u16string_view characters, const Attachment* attachment);
+  void writeAttachment(const Attachment& attachment);
+  std::u16string attachmentName(const Attachment& attachment);
+
+  void word(std::string_view name);
+  void word(std::string_view name, std::int64_t parameter);
+  void raw(std::string_view text) { out_.append(text); }
+  void character(char16_t c, bool escapeSemicolon = false);
+  void text(std::u16string_view characters, bool escapeSemicolon = false);
+
+  const AttributedText& text_;
+  const DocumentAttributes* documentAttributes_;
+  std::string out_;
+  bool needsDelimiter_ = false;  // a control word was written last, so text needs a space first
+
+  std::vector<std::string> fonts_;
+  std::unordered_map<std::string, int> fontIndices_;
+  std::vector<RgbColor> colors_;
+  std::map<RgbColor, int> colorIndices_;
+
+  WrittenFormat written_;
+  WrittenFormat outsideLink_;  // the format outside the open link's group
+  const Link* openLink_ = nullptr;
+  bool atParagraphStart_ = true;
+
+  RtfWriting result_;
+  std::map<std::pair<const std::string*, std::string>, std::u16string> attachmentNames_;
+  std::set<std::u16string> usedNames_;
+  std::map<std::u16string, int> nextNumber_;
+};
+
+RtfWriting RtfWriter::write() {
+  const std::vector<AttributedText::Run> runs = text_.runs();
+  collectTables(runs);
+  out_.reserve(text_.length() + text_.length() / 8 + runs.size() * 16 + 256);
+  writeHeader();
+  for (const AttributedText::Run& run : runs) writeRun(run);
+  writeLinkChange(nullptr);
+  raw("}\n");
+  result_.rtf = std::move(out_);
+  return std::move(result_);
+}
+
+void RtfWriter::collectTables(const std::vector<AttributedText::Run>& runs) {
+  const auto addColor = [&](const AttributeDictionary& attributes, std::string_view name) {
+    if (const Color* color = attributes.get<Color>(name)) {
+      const RgbColor rgb = rgbOf(*color);
+      if (colorIndices_.emplace(rgb, static_cast<int>(colors_.size()) + 1).second) {
+        colors_.push_back(rgb);
+      }
+    }
+  };
+  for (const AttributedText::Run& run : runs) {
+    const Font* font = run.attributes.get<Font>(kFontAttributeName);
+    const std::string& family = font ? font->family : std::string(kDefaultFamily);
+    if (fontIndices_.emplace(family, static_cast<int>(fonts_.size())).second) {
+      fonts_.push_back(family);
+    }
+    addColor(run.attributes, kForegroundColorAttributeName);
+    addColor(run.attributes, kBackgroundColorAttributeName);
+  }
+  if (fonts_.empty()) fonts_.emplace_back(kDefaultFamily);
+}
+
+int RtfWriter::fontIndex(const AttributeDictionary& attributes) const {
+  const Font* font = attributes.get<Font>(kFontAttributeName);
+  return fontIndices_.at(font ? font->family : std::string(kDefaultFamily));
+}
+
+int RtfWriter::colorIndex(const AttributeDictionary& attributes, std::string_view name) const {
+  const Color* color = attributes.get<Color>(name);
+  return color ? colorIndices_.at(rgbOf(*color)) : 0;
+}
+
+WrittenFormat RtfWriter::formatOf(const AttributeDictionary& attributes) const {
+  WrittenFormat format;
+  format.font = fontIndex(attributes);
+  if (const Font* font = attributes.get<Font>(kFontAttributeName)) {
+    format.pointSize = font->pointSize;
+    format.bold = font->bold;
+    format.italic = font->italic;
+  }
+  const std::int64_t* underline = attributes.get<std::int64_t>(kUnderlineStyleAttributeName);
+  format.underline = underline != nullptr && *underline != 0;
+  format.foreground = colorIndex(attributes, kForegroundColorAttributeName);
+  format.background = colorIndex(attributes, kBackgroundColorAttributeName);
+  if (const auto* style = attributes.get<ParagraphStyle>(kParagraphStyleAttributeName)) {
+    format.paragraph = *style;
+  }
+  return format;
+}
+
+void RtfWriter::writeHeader() {
+  raw("{\\rtf1\\ansi\\ansicpg1252\\uc0\\deff0\n{\\fonttbl");
+  for (std::size_t i = 0; i < fonts_.size(); ++i) {
+    raw("{");
+    word("f", static_cast<std::int64_t>(i));
+    word("fnil");
+    text(utf16FromUtf8(fonts_[i]), /*escapeSemicolon=*/true);
+    raw(";}");
+  }
+  raw("}\n{\\colortbl;");
+  for (const RgbColor& color : colors_) {
+    word("red", color.red);
+    word("green", color.green);
+    word("blue", color.blue);
+    raw(";");
+  }
+  raw("}\n");
+  needsDelimiter_ = false;
+  if (documentAttributes_ != nullptr) {
+    const std::pair<std::string_view, const std::optional<double>*> layout[] = {
+        {"paperw", &documentAttributes_->paperWidth}, {"paperh", &documentAttributes_->paperHeight},
+        {"margl", &documentAttributes_->leftMargin},  {"margr", &documentAttributes_->rightMargin},
+        {"margt", &documentAttributes_->topMargin},   {"margb", &documentAttributes_->bottomMargin},
+    };
+    for (const auto& [name, value] : layout) {
+      if (value->has_value()) word(name, twips(**value));
+    }
+    raw("\n");
+    needsDelimiter_ = false;
+  }
+}
+
+void RtfWriter::writeRun(const AttributedText::Run& run) {
+  writeLinkChange(run.attributes.get<Link>(kLinkAttributeName));
+  const WrittenFormat format = formatOf(run.attributes);
+  const Attachment* attachment = run.attributes.get<Attachment>(kAttachmentAttributeName);
+  const std::u16string_view characters =
+      std::u16string_view(text_.string()).substr(run.range.location, run.range.length);
+  std::size_t pos = 0;
+  while (pos < characters.size()) {
+    if (atParagraphStart_ || !(format.paragraph == written_.paragraph)) {
+      writeParagraphStyle(format.paragraph);
+      atParagraphStart_ = false;
+    }
+    writeCharacterFormat(format);
+    const std::size_t lineEnd = characters.find(u'\n', pos);
+    const std::size_t end = lineEnd == std::u16string_view::npos ? characters.size() : lineEnd + 1;
+    writeCharacters(characters.substr(pos, end - pos), attachment);
+    atParagraphStart_ = lineEnd != std::u16string_view::npos;
+    pos = end;
+  }
+}
+
+// Closes the open link's field when the link changes and opens one for the new link; the
+// formatting inside the field's group ends with it.
+void RtfWriter::writeLinkChange(const Link* link) {
+  const bool same = link == openLink_ || (link && openLink_ && link->url == openLink_->url);
+  if (same) return;
+  if (openLink_ != nullptr) {
+    raw("}}");
+    needsDelimiter_ = false;
+    written_ = outsideLink_;
+  }
+  openLink_ = link;
+  if (link == nullptr) return;
+  outsideLink_ = written_;
+  raw("{\\field{\\*\\fldinst{HYPERLINK \"");
+  needsDelimiter_ = false;
+  // Inside the quotes, a backslash escapes the next character of the field instruction.
+  std::u16string escaped;
+  escaped.reserve(link->url.size());
+  for (char16_t c : link->url) {
+    if (c == u'"' || c == u'\\') escaped += u'\\';
+    escaped += c;
+  }
+  text(escaped);
+  raw("\"}}{\\fldrslt ");
+  needsDelimiter_ = false;
+}
+
+void RtfWriter::writeParagraphStyle(const ParagraphStyle& style) {
+  word("pard");
+  switch (style.alignment) {
+    case TextAlignment::left:
+      word("ql");
+      break;
+    case TextAlignment::right:
+      word("qr");
+      break;
+    case TextAlignment::center:
+      word("qc");
+      break;
+    case TextAlignment::justified:
+      word("qj");
+      break;
+    case TextAlignment::natural:
+      break;
+  }
+  const std::int64_t left = twips(style.headIndent);
+  const std::pair<std::string_view, std::int64_t> lengths[] = {
+      {"fi", twips(style.firstLineHeadIndent) - left},
+      {"li", left},
+      {"ri", twips(-style.tailIndent)},
+      {"sb", twips(style.paragraphSpacingBefore)},
+      {"sa", twips(style.paragraphSpacing)},
+      {"slleading", twips(style.lineSpacing)},
+  };
+  for (const auto& [name, value] : lengths) {
+    if (value != 0) word(name, value);
+  }
+  if (style.lineHeightMultiple != 0) {
+    word("sl", roundedUnits(style.lineHeightMultiple, kSingleLineSpacing));
+    word("slmult", 1);
+  } else if (style.minimumLineHeight != 0) {
+    const std::int64_t minimum = twips(style.minimumLineHeight);
+    word("sl", style.maximumLineHeight == style.minimumLineHeight ? -minimum : minimum);
+    word("slmult", 0);
+  }
+  written_.paragraph = style;
+}
+
+void RtfWriter::writeCharacterFormat(const WrittenFormat& format) {
+  if (format.font != written_.font) word("f", format.font);
+  if (format.pointSize != written_.pointSize) {
+    const double halfPoints = format.pointSize * 2;
+    word("fs", roundedUnits(format.pointSize, 2));
+    if (halfPoints != std::round(halfPoints)) word("fsmilli", roundedUnits(format.pointSize, 1000));
+  }
+  if (format.bold != written_.bold) word(format.bold ? "b" : "b0");
+  if (format.italic != written_.italic) word(format.italic ? "i" : "i0");
+  if (format.underline != written_.underline) word(format.underline ? "ul" : "ulnone");
+  if (format.foreground != written_.foreground) word("cf", format.foreground);
+  if (format.background != written_.background) {
+    // \chcbpat for word processors, \cb for the others; the reader takes either.
+    word("cb", format.background);
+    word("chcbpat", format.background);
+  }
+  const ParagraphStyle paragraph = written_.paragraph;
+  written_ = format;
+  written_.paragraph = paragraph;
+}
+
+void RtfWriter::writeCharacters(std::u16string_view characters, const Attachment* attachment) {
+  for (char16_t c : characters) {
+    if (attachment != nullptr && c == kAttachmentCharacter) {
+      writeAttachment(*attachment);
+    } else {
+      character(c);
+    }
+  }
+}
+
+void RtfWriter::writeAttachment(const Attachment& attachment) {
+  const std::u16string name = attachmentName(attachment);
+  std::int64_t width = 0;
+  std::int64_t height = 0;
+  if (attachment.contents) {
+    if (auto size = pngSize(*attachment.contents)) {
+      width = roundedUnits(size->first, kTwipsPerPoint);
+      height = roundedUnits(size->second, kTwipsPerPoint);
+    }
+  }
+  raw("{{");
+  word("NeXTGraphic");
+  text(name);
+  raw(" ");
+  word("width", width);
+  word("height", height);
+  raw("}\\'ac}");
+  needsDelimiter_ = false;
+}
+
+// The file name of an attachment in the package, unique among the attachments written; the same
+// attachment written twice keeps its name and file.
+std::u16string RtfWriter::attachmentName(const Attachment& attachment) {
+  const auto key = std::make_pair(attachment.contents.get(), attachment.fileName);
+  auto known = attachmentNames_.find(key);
+  if (known != attachmentNames_.end()) return known->second;
+  const std::u16string base = safeFileName(attachment.fileName);
+  std::u16string name = base;
+  if (usedNames_.count(name) != 0) {
+    int& number = nextNumber_.try_emplace(base, 2).first->second;
+    do {
+      name = numberedName(base, number++);
+    } while (usedNames_.count(name) != 0);
+  }
+  usedNames_.insert(name);
+  attachmentNames_.emplace(key, name);
+  result_.attachments.emplace(encodeUtf8(name), attachment.contents
+                                                    ? attachment.contents
+                                                    : std::make_shared<const std::string>());
+  return name;
+}
+
+void RtfWriter::word(std::string_view name) {
+  out_ += '\\';
+  out_.append(name);
+  needsDelimiter_ = true;
+}
+
+void RtfWriter::word(std::string_view name, std::int64_t parameter) {
+  word(name);
+  char digits[24];
+  const auto end = std::to_chars(digits, digits + sizeof digits, parameter).ptr;
+  out_.append(digits, end);
+}
+
+void RtfWriter::character(char16_t c, bool escapeSemicolon) {
+  if (c >= 0x20 && c < 0x7F && !(escapeSemicolon && c == u';')) {
+    if (c == u'\\' || c == u'{' || c == u'}') {
+      out_ += '\\';
+    } else if (needsDelimiter_) {
+      out_ += ' ';
+    }
+    out_ += static_cast<char>(c);
+    needsDelimiter_ = false;
+    return;
+  }
+  switch (c) {
+    case u'\n':
+      raw("\\par\n");
+      needsDelimiter_ = false;
+      return;
+    case u'\u2028':
+      word("line");
+      return;
+    case u'\t':
+      word("tab");
+      return;
+    case u'\f':
+      word("page");
+      return;
+    default:
+      // Signed, as RTF numbers are 16-bit; every reader takes that form.
+      word("u", c > 0x7FFF ? static_cast<std::int64_t>(c) - 0x10000 : c);
+      return;
+  }
+}
+
+void RtfWriter::text(std::u16string_view characters, bool escapeSemicolon) {
+  for (char16_t c : characters) character(c, escapeSemicolon);
+}
+
+}  // namespace
+
+RtfWriting writeRtfWithAttachments(const AttributedText& text,
+                                   const DocumentAttributes* documentAttributes) {
+  return RtfWriter(text, documentAttributes).write();
+}
+
+std::string writeRtf(const AttributedText& text, const DocumentAttributes* documentAttributes) {
+  return writeRtfWithAttachments(text, documentAttributes).rtf;
+}
+
+}  // namespace textrix
