@@ -115,6 +115,14 @@ std::uint32_t generalCategoryMask(PlatformCharacterSet set) {
       return U_GC_LL_MASK;
     case PlatformCharacterSet::uppercaseLetter:
       return U_GC_LU_MASK | U_GC_LT_MASK;
+    case PlatformCharacterSet::punctuation:
+      return U_GC_P_MASK;
+    case PlatformCharacterSet::symbol:
+      return U_GC_S_MASK;
+    case PlatformCharacterSet::control:
+      return U_GC_CC_MASK | U_GC_CF_MASK;
+    case PlatformCharacterSet::illegal:
+      return U_GC_CN_MASK;
   }
   return 0;
 }

@@ -27,6 +27,8 @@ struct CharacterSetRep {
   bool contains(char16_t c) const noexcept { return (bytes[c >> 3] >> (c & 7)) & 1u; }
   // Makes code unit c a member.
   void add(char16_t c) noexcept { bytes[c >> 3] |= static_cast<std::uint8_t>(1u << (c & 7)); }
+  // Makes code unit c a non-member.
+  void remove(char16_t c) noexcept { bytes[c >> 3] &= static_cast<std::uint8_t>(~(1u << (c & 7))); }
 };
 
 // The platform sets the classes are built from, with their memberships as Unicode general
@@ -39,6 +41,10 @@ enum class PlatformCharacterSet {
   decimalDigit,          // Nd
   lowercaseLetter,       // Ll
   uppercaseLetter,       // Lu and Lt
+  punctuation,           // P*
+  symbol,                // S*
+  control,               // Cc and Cf
+  illegal,               // Cn: unassigned code points and noncharacters, U+FFFF included
 };
 
 // The bitmap representation of a platform set, computed from ICU's general categories.

@@ -45,6 +45,10 @@ TEST(CharacterClasses, MatchIcuCategoriesOverTheWholeRange) {
       {"digit", *digitCharacterSetRep(), U_GC_ND_MASK, {}},
       {"lower", *lowerCharacterSetRep(), U_GC_LL_MASK, {}},
       {"upper", *upperCharacterSetRep(), U_GC_LU_MASK | U_GC_LT_MASK, {}},
+      {"punctuation", bitmap(PlatformCharacterSet::punctuation), U_GC_P_MASK, {}},
+      {"symbol", bitmap(PlatformCharacterSet::symbol), U_GC_S_MASK, {}},
+      {"control", bitmap(PlatformCharacterSet::control), U_GC_CC_MASK | U_GC_CF_MASK, {}},
+      {"illegal", bitmap(PlatformCharacterSet::illegal), U_GC_CN_MASK, {}},
       {"empty", *emptyCharacterSetRep(), 0, {}},
   };
   for (const ClassCase& row : cases) {
