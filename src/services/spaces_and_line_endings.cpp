@@ -1,0 +1,108 @@
+#include "services/spaces_and_line_endings.h"
+
+#include "text/attributed_text.h"
+#include "text/charsets.h"
+#include "text/lines.h"
+#include "text/mutable_string.h"
+
+namespace textrix {
+namespace {
+
+// Where a collapsing scan stops looking.
+enum class ScanEnd {
+  length,     // plain text: at the end of the text
+  shortfall,  // attributed text: one unit earlier for every run replaced so far
+};
+
+// Reports every maximal run of members, up to the scan's end, as replaced by the one unit
+// replacement.
+//
+// The attributed collapse keeps the end it had when it edited the text run by run: the end moved
+// back by the length of each run replaced although the text shrank by one unit less, so, counted
+// in units of the unedited text, it moves back one unit per run, and the last runs of a text may
+// be left as they are.
+//
+// A run that already is the replacement alone is counted but not reported: the edit would change
+// neither the characters nor their attributes.
+template <class IsMember>
+void scanRunCollapses(std::u16string_view text, IsMember isMember, char16_t replacement,
+                      ScanEnd scanEnd, EditSink& out) {
+  const std::u16string_view replacementUnit(&replacement, 1);
+  std::size_t end = text.size();
+  for (std::size_t i = 0; i < end;) {
+    if (!isMember(text[i])) {
+      ++i;
+      continue;
+    }
+    std::size_t runEnd = i + 1;
+    while (runEnd < end && isMember(text[runEnd])) ++runEnd;
+    if (runEnd - i > 1 || text[i] != replacement) out.replace(i, runEnd - i, replacementUnit);
+    if (scanEnd == ScanEnd::shortfall) --end;
+    i = runEnd;
+  }
+}
+
+const CharacterSetRep* blanksOf(bool feeds) {
+  return feeds ? whiteCharacterSetRep() : spaceCharacterSetRep();
+}
+
+template <class IsMember>
+void collapseRuns(std::u16string& text, IsMember isMember, char16_t replacement) {
+  StringRewriter out(text);
+  scanRunCollapses(text, isMember, replacement, ScanEnd::length, out);
+  if (out.edited()) text = out.finish();
+}
+
+}  // namespace
+
+void removeMultipleSpacesAndFeeds(std::u16string& text, bool feeds) {
+  const CharacterSetRep* blanks = blanksOf(feeds);
+  collapseRuns(
+      text, [blanks](char16_t c) { return blanks->contains(c); }, u' ');
+}
+
+void removeMultipleSpaces(std::u16string& text) {
+  removeMultipleSpacesAndFeeds(text, false);
+}
+
+void removeMultipleFeeds(std::u16string& text) {
+  collapseRuns(
+      text, [](char16_t c) { return isFeedCharacter(c, FeedSet::plain); }, u'\n');
+}
+
+void AttributedText::removeMultipleSpacesAndFeeds(bool feeds) {
+  const CharacterSetRep* blanks = blanksOf(feeds);
+  rewrite([&](EditSink& out) {
+    scanRunCollapses(
+        chars_, [blanks](char16_t c) { return blanks->contains(c); }, u' ', ScanEnd::shortfall,
+        out);
+  });
+}
+
+void AttributedText::removeMultipleSpaces() {
+  removeMultipleSpacesAndFeeds(false);
+}
+
+void AttributedText::removeMultipleFeeds() {
+  rewrite([&](EditSink& out) {
+    scanRunCollapses(
+        chars_, [](char16_t c) { return isFeedCharacter(c, FeedSet::attributed); }, u'\n',
+        ScanEnd::shortfall, out);
+  });
+}
+
+std::u16string replaceLineEndings(std::u16string_view text, std::u16string_view substitute) {
+  std::u16string result;
+  // Reserved for the longest result, one substitute per line, so that it never reallocates.
+  const std::size_t growth = substitute.size() > 1 ? substitute.size() - 1 : 0;
+  result.reserve(text.size() + (growth > 0 ? numberOfLines(text) * growth : 0));
+  for (std::size_t start = 0, end; start < text.size(); start = end) {
+    end = lineEnd(text, start);
+    const std::u16string_view line = text.substr(start, end - start);
+    result.append(line.substr(0, line.size() - feedOfLine(line).size()));
+    if (hasFeedOfLine(line)) result.append(substitute);
+  }
+  return result;
+}
+
+}  // namespace textrix
