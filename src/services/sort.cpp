@@ -1,0 +1,239 @@
+#include "services/sort.h"
+
+#include <unicode/uchar.h>
+#include <unicode/ucol.h>
+#include <unicode/utf16.h>
+
+#include <cstdint>
+#include <memory>
+#include <new>
+
+#include "text/charsets.h"
+#include "text/lines.h"
+
+namespace textrix {
+namespace {
+
+std::ptrdiff_t signOf(std::ptrdiff_t order) {
+  return (order > 0) - (order < 0);
+}
+
+// Simple case folding of every code unit outside the surrogates, from ICU once; a surrogate maps
+// to itself here, as a pair folds as one code point.
+CharsTable buildFoldTable() {
+  CharsTable table;
+  for (std::size_t c = 0; c < table.size(); ++c) {
+    const auto unit = static_cast<char16_t>(c);
+    table[c] = U16_IS_SURROGATE(unit) ? unit : static_cast<char16_t>(u_foldCase(unit, 0));
+  }
+  return table;
+}
+
+const CharsTable& foldTable() {
+  static const CharsTable table = buildFoldTable();
+  return table;
+}
+
+// Unit i of the simple case folding of text. Simple folding keeps a code point inside or outside
+// the BMP, so the folding has the units of text in the same places.
+char16_t foldedUnitAt(std::u16string_view text, std::size_t i, const CharsTable& fold) {
+  const char16_t unit = text[i];
+  if (!U16_IS_SURROGATE(unit)) return fold[unit];
+  if (U16_IS_LEAD(unit) && i + 1 < text.size() && U16_IS_TRAIL(text[i + 1])) {
+    return U16_LEAD(u_foldCase(U16_GET_SUPPLEMENTARY(unit, text[i + 1]), 0));
+  }
+  if (U16_IS_TRAIL(unit) && i > 0 && U16_IS_LEAD(text[i - 1])) {
+    return U16_TRAIL(u_foldCase(U16_GET_SUPPLEMENTARY(text[i - 1], unit), 0));
+  }
+  return unit;
+}
+
+std::ptrdiff_t compareFolded(std::u16string_view a, std::u16string_view b) {
+  const CharsTable& fold = foldTable();
+  const std::size_t common = std::min(a.size(), b.size());
+  for (std::size_t i = 0; i < common; ++i) {
+    if (a[i] == b[i] && !U16_IS_SURROGATE(a[i])) continue;
+    const char16_t foldedA = foldedUnitAt(a, i, fold);
+    const char16_t foldedB = foldedUnitAt(b, i, fold);
+    if (foldedA != foldedB) return foldedA < foldedB ? -1 : 1;
+  }
+  return signOf(static_cast<std::ptrdiff_t>(a.size()) - static_cast<std::ptrdiff_t>(b.size()));
+}
+
+struct CollatorCloser {
+  void operator()(UCollator* collator) const { ucol_close(collator); }
+};
+
+// The default locale's collation at secondary strength: accents count, case does not.
+const UCollator* localizedCaseInsensitiveCollator() {
+  static const std::unique_ptr<UCollator, CollatorCloser> collator = [] {
+    UErrorCode status = U_ZERO_ERROR;
+    std::unique_ptr<UCollator, CollatorCloser> opened(ucol_open(nullptr, &status));
+    // Without a tailoring for the locale ICU falls back to the root collation, so only a lack of
+    // memory keeps a collator from opening.
+    if (U_FAILURE(status)) throw std::bad_alloc();
+    ucol_setStrength(opened.get(), UCOL_SECONDARY);
+    return opened;
+  }();
+  return collator.get();
+}
+
+std::ptrdiff_t lengthDifference(std::u16string_view a, std::u16string_view b) {
+  return static_cast<std::ptrdiff_t>(a.size()) - static_cast<std::ptrdiff_t>(b.size());
+}
+
+// The components of path standardized lexically; a leading "/" is a component of its own.
+std::vector<std::u16string_view> standardizedComponents(std::u16string_view path) {
+  std::vector<std::u16string_view> components;
+  if (path.starts_with(u'/')) components.push_back(path.substr(0, 1));
+  while (!path.empty()) {
+    const std::size_t slash = std::min(path.find(u'/'), path.size());
+    const std::u16string_view component = path.substr(0, slash);
+    path.remove_prefix(std::min(slash + 1, path.size()));
+    if (component.empty() || component == u".") continue;
+    const bool parent = component == u"..";
+    if (parent && !components.empty() && components.back() != u"..") {
+      if (components.back() != u"/") components.pop_back();  // the root is its own parent
+      continue;
+    }
+    components.push_back(component);
+  }
+  return components;
+}
+
+// A line of the text being sorted, with the first units of its case folding packed so that
+// comparing the integers orders two lines whenever those units differ.
+struct FoldedLine {
+  std::uint64_t prefix;
+  std::size_t start;
+  std::size_t length;
+};
+
+constexpr std::size_t kPrefixUnits = 4;
+
+// The first units of the folding of line, the first in the highest bits; a line shorter than that
+// is padded with zeros, which sort as a text that ends there does.
+std::uint64_t foldedPrefix(std::u16string_view line, const CharsTable& fold) {
+  std::uint64_t prefix = 0;
+  for (std::size_t i = 0; i < kPrefixUnits; ++i) {
+    prefix = prefix << 16 | (i < line.size() ? foldedUnitAt(line, i, fold) : 0);
+  }
+  return prefix;
+}
+
+std::vector<FoldedLine> foldedLines(std::u16string_view text) {
+  const CharsTable& fold = foldTable();
+  std::vector<FoldedLine> result;
+  for (std::size_t start = 0, end; start < text.size(); start = end) {
+    end = lineEnd(text, start);
+    result.push_back({foldedPrefix(text.substr(start, end - start), fold), start, end - start});
+  }
+  return result;
+}
+
+std::vector<std::u16string_view> sortedCaseInsensitively(std::u16string_view text,
+                                                         bool descending) {
+  std::vector<FoldedLine> lines = foldedLines(text);
+  auto compare = [text](const FoldedLine& a, const FoldedLine& b) {
+    if (a.prefix != b.prefix) return a.prefix < b.prefix ? -1 : 1;
+    return static_cast<int>(
+        compareFolded(text.substr(a.start, a.length), text.substr(b.start, b.length)));
+  };
+  if (descending) {
+    std::stable_sort(lines.begin(), lines.end(),
+                     [&](const FoldedLine& a, const FoldedLine& b) { return compare(a, b) > 0; });
+  } else {
+    std::stable_sort(lines.begin(), lines.end(),
+                     [&](const FoldedLine& a, const FoldedLine& b) { return compare(a, b) < 0; });
+  }
+  std::vector<std::u16string_view> sorted;
+  sorted.reserve(lines.size());
+  for (const FoldedLine& line : lines) sorted.push_back(text.substr(line.start, line.length));
+  return sorted;
+}
+
+std::vector<std::u16string_view> sortedBy(std::u16string_view text, StringComparator compare) {
+  std::vector<std::u16string_view> sorted = lines(text);
+  std::stable_sort(
+      sorted.begin(), sorted.end(),
+      [compare](std::u16string_view a, std::u16string_view b) { return compare(a, b) < 0; });
+  return sorted;
+}
+
+std::u16string_view withoutTerminator(std::u16string_view line) {
+  return line.substr(0, line.size() - feedOfLine(line).size());
+}
+
+}  // namespace
+
+std::ptrdiff_t sortAscending(std::u16string_view receiver, std::u16string_view other) {
+  return signOf(receiver.compare(other));
+}
+
+std::ptrdiff_t sortDescending(std::u16string_view receiver, std::u16string_view other) {
+  return -sortAscending(receiver, other);
+}
+
+std::ptrdiff_t sortCaseInsensitiveAscending(std::u16string_view receiver,
+                                            std::u16string_view other) {
+  return compareFolded(receiver, other);
+}
+
+std::ptrdiff_t sortCaseInsensitiveDescending(std::u16string_view receiver,
+                                             std::u16string_view other) {
+  return -compareFolded(receiver, other);
+}
+
+std::ptrdiff_t sortLocalizedCaseInsensitiveAscending(std::u16string_view receiver,
+                                                     std::u16string_view other) {
+  return ucol_strcoll(localizedCaseInsensitiveCollator(), receiver.data(),
+                      static_cast<std::int32_t>(receiver.size()), other.data(),
+                      static_cast<std::int32_t>(other.size()));
+}
+
+std::ptrdiff_t sortLocalizedCaseInsensitiveDescending(std::u16string_view receiver,
+                                                      std::u16string_view other) {
+  return -sortLocalizedCaseInsensitiveAscending(receiver, other);
+}
+
+std::ptrdiff_t sortAscendingByLength(std::u16string_view receiver, std::u16string_view other) {
+  if (receiver.size() != other.size()) return lengthDifference(receiver, other);
+  return compareFolded(receiver, other);
+}
+
+std::ptrdiff_t sortDescendingByLength(std::u16string_view receiver, std::u16string_view other) {
+  if (receiver.size() != other.size()) return lengthDifference(other, receiver);
+  return compareFolded(receiver, other);
+}
+
+std::ptrdiff_t comparePaths(std::u16string_view receiver, std::u16string_view other) {
+  const std::vector<std::u16string_view> mine = standardizedComponents(receiver);
+  const std::vector<std::u16string_view> theirs = standardizedComponents(other);
+  if (mine.size() != theirs.size()) return mine.size() < theirs.size() ? -1 : 1;
+  for (std::size_t i = 0; i < mine.size(); ++i) {
+    if (const std::ptrdiff_t order = compareFolded(mine[i], theirs[i]); order != 0) return order;
+  }
+  return 0;
+}
+
+std::u16string sortLines(std::u16string_view text, StringComparator compare) {
+  // The services' two orders compare through packed folded prefixes, each computed once, and
+  // fall back to the whole lines only where the prefixes are equal: the same order, fewer reads.
+  const bool caseInsensitive =
+      compare == sortCaseInsensitiveAscending || compare == sortCaseInsensitiveDescending;
+  const std::vector<std::u16string_view> sorted =
+      caseInsensitive ? sortedCaseInsensitively(text, compare == sortCaseInsensitiveDescending)
+                      : sortedBy(text, compare);
+  std::u16string result;
+  result.reserve(text.size());
+  std::size_t start = 0;
+  for (std::u16string_view line : sorted) {
+    const std::size_t end = lineEnd(text, start);
+    result.append(withoutTerminator(line));
+    result.append(feedOfLine(text.substr(start, end - start)));
+    start = end;
+  }
+  return result;
+}
+
+}  // namespace textrix
