@@ -1,25 +1,46 @@
 #include "services/rotate_and_encodings.h"
 
+#include <cstring>
+
 #include "text/encodings.h"
 
 namespace textrix {
 namespace {
 
-constexpr std::uint32_t kAlphabet = 26;
+constexpr std::uint16_t kAlphabet = 26;
 
 // ICU's converters for the two sets; their tables agree with the published ones, and the bytes
 // that code page 1252 leaves undefined map to the C1 controls of the same value both ways.
 constexpr const char* kWindowsLatin1 = "windows-1252";
 constexpr const char* kMacRoman = "macintosh";
 
-// Written without branches so that the compiler can rotate many units at once.
-void rotateLetters(std::u16string& text, std::uint32_t shift) {
-  for (char16_t& c : text) {
-    const char16_t lower = c | 0x20;  // A to Z onto a to z; no other unit lands there
-    const std::uint32_t letter = static_cast<char16_t>(lower - u'a');
-    const std::uint32_t wrap = letter + shift >= kAlphabet ? kAlphabet : 0;
-    c = letter < kAlphabet ? static_cast<char16_t>(c + shift - wrap) : c;
+// Eight units at once in a vector register (SSE2, NEON), through the compiler's portable vector
+// extension, without branches: the lanes of a comparison are all ones or all zeros.
+using UnitVector = std::uint16_t __attribute__((vector_size(16)));
+constexpr std::size_t kBlock = sizeof(UnitVector) / sizeof(char16_t);
+
+UnitVector rotatedBlock(UnitVector units, std::uint16_t shift) {
+  const UnitVector letter = (units | 0x20) - u'a';  // A to Z land on a to z, nothing else does
+  const auto isLetter = reinterpret_cast<UnitVector>(letter < kAlphabet);
+  const auto wraps = reinterpret_cast<UnitVector>(letter + shift >= kAlphabet);
+  return (isLetter & (units + shift - (wraps & kAlphabet))) | (~isLetter & units);
+}
+
+char16_t rotatedUnit(char16_t c, std::uint16_t shift) {
+  const auto letter = static_cast<std::uint16_t>((c | 0x20) - u'a');
+  if (letter >= kAlphabet) return c;
+  return static_cast<char16_t>(c + shift - (letter + shift >= kAlphabet ? kAlphabet : 0));
+}
+
+void rotateLetters(std::u16string& text, std::uint16_t shift) {
+  std::size_t i = 0;
+  for (; i + kBlock <= text.size(); i += kBlock) {
+    UnitVector units;
+    std::memcpy(&units, text.data() + i, sizeof units);
+    units = rotatedBlock(units, shift);
+    std::memcpy(text.data() + i, &units, sizeof units);
   }
+  for (; i < text.size(); ++i) text[i] = rotatedUnit(text[i], shift);
 }
 
 // Every byte of both sets decodes to one code unit.
@@ -38,7 +59,7 @@ std::u16string reencode(std::u16string_view text, const char* encodeAs, const ch
 }  // namespace
 
 std::u16string stringByRotating(std::u16string text, std::uint32_t amount) {
-  const std::uint32_t shift = amount % kAlphabet;
+  const auto shift = static_cast<std::uint16_t>(amount % kAlphabet);
   if (shift != 0) rotateLetters(text, shift);
   return text;
 }

@@ -4,6 +4,8 @@
 #include <unicode/ucol.h>
 #include <unicode/utf16.h>
 
+#include <array>
+#include <compare>
 #include <cstdint>
 #include <memory>
 #include <new>
@@ -101,50 +103,97 @@ std::vector<std::u16string_view> standardizedComponents(std::u16string_view path
   return components;
 }
 
-// A line of the text being sorted, with the first units of its case folding packed so that
-// comparing the integers orders two lines whenever those units differ.
+// Sorting by case folding digit by digit, most significant first: a digit is eight units of the
+// folding, packed into two words so that comparing words orders the units, the first unit in the
+// highest bits. Lines are sorted by their first digit; lines whose first digits are equal are
+// sorted by their next digit; and so on. Each line's digit is computed once per round, so most
+// comparisons read no text, and a round reads each undecided line once, in order of memory.
+constexpr std::size_t kUnitsPerWord = 4;
+constexpr std::size_t kDigitWords = 2;
+constexpr std::size_t kDigitUnits = kUnitsPerWord * kDigitWords;
+using FoldedDigit = std::array<std::uint64_t, kDigitWords>;
+
+// A line of the text being sorted, with its digit of the current round.
 struct FoldedLine {
-  std::uint64_t prefix;
+  FoldedDigit digit;
   std::size_t start;
   std::size_t length;
 };
 
-constexpr std::size_t kPrefixUnits = 4;
-
-// The first units of the folding of line, the first in the highest bits; a line shorter than that
-// is padded with zeros, which sort as a text that ends there does.
-std::uint64_t foldedPrefix(std::u16string_view line, const CharsTable& fold) {
-  std::uint64_t prefix = 0;
-  for (std::size_t i = 0; i < kPrefixUnits; ++i) {
-    prefix = prefix << 16 | (i < line.size() ? foldedUnitAt(line, i, fold) : 0);
+// The units from depth of the folding of line; past the end of the line the units are zeros, which
+// the lengths then tell apart (see rank).
+FoldedDigit foldedDigit(std::u16string_view line, std::size_t depth, const CharsTable& fold) {
+  FoldedDigit digit{};
+  for (std::size_t i = 0; i < kDigitUnits; ++i) {
+    std::uint64_t& word = digit[i / kUnitsPerWord];
+    const std::size_t at = depth + i;
+    word = word << 16 | (at < line.size() ? foldedUnitAt(line, at, fold) : 0);
   }
-  return prefix;
+  return digit;
 }
 
-std::vector<FoldedLine> foldedLines(std::u16string_view text) {
-  const CharsTable& fold = foldTable();
-  std::vector<FoldedLine> result;
-  for (std::size_t start = 0, end; start < text.size(); start = end) {
-    end = lineEnd(text, start);
-    result.push_back({foldedPrefix(text.substr(start, end - start), fold), start, end - start});
-  }
-  return result;
+// Where a line with this digit goes among lines equal to it before depth: by the digit, then
+// the line that ends first (a proper prefix of the others), and lines that go on past the digit
+// last, all together; only they are left for the next round.
+struct Rank {
+  FoldedDigit digit;
+  std::size_t unitsLeft;  // at most kDigitUnits + 1
+
+  auto operator<=>(const Rank&) const = default;
+};
+
+Rank rank(const FoldedLine& line, std::size_t depth) {
+  return {line.digit, std::min(line.length - depth, kDigitUnits + 1)};
 }
 
+// After the first round, and when the result is put together, the lines are read in sorted order,
+// all over the text: asking for a line some lines ahead hides most of the wait for memory.
+constexpr std::ptrdiff_t kPrefetchDistance = 8;
+
+void prefetchLine(std::u16string_view text, const FoldedLine& line, std::size_t depth) {
+  __builtin_prefetch(text.data() + line.start + std::min(depth, line.length));
+}
+
+struct Round {
+  std::size_t begin;
+  std::size_t end;
+  std::size_t depth;
+};
+
+// Stable: lines whose foldings are equal keep their order, in both directions.
 std::vector<std::u16string_view> sortedCaseInsensitively(std::u16string_view text,
                                                          bool descending) {
-  std::vector<FoldedLine> lines = foldedLines(text);
-  auto compare = [text](const FoldedLine& a, const FoldedLine& b) {
-    if (a.prefix != b.prefix) return a.prefix < b.prefix ? -1 : 1;
-    return static_cast<int>(
-        compareFolded(text.substr(a.start, a.length), text.substr(b.start, b.length)));
-  };
-  if (descending) {
-    std::stable_sort(lines.begin(), lines.end(),
-                     [&](const FoldedLine& a, const FoldedLine& b) { return compare(a, b) > 0; });
-  } else {
-    std::stable_sort(lines.begin(), lines.end(),
-                     [&](const FoldedLine& a, const FoldedLine& b) { return compare(a, b) < 0; });
+  const CharsTable& fold = foldTable();
+  std::vector<FoldedLine> lines;
+  for (std::size_t start = 0, end; start < text.size(); start = end) {
+    end = lineEnd(text, start);
+    lines.push_back({{}, start, end - start});
+  }
+  std::vector<Round> rounds = {{0, lines.size(), 0}};
+  while (!rounds.empty()) {
+    const Round round = rounds.back();
+    rounds.pop_back();
+    const auto first = lines.begin() + static_cast<std::ptrdiff_t>(round.begin);
+    const auto last = lines.begin() + static_cast<std::ptrdiff_t>(round.end);
+    for (auto line = first; line != last; ++line) {
+      if (last - line > kPrefetchDistance) prefetchLine(text, line[kPrefetchDistance], round.depth);
+      line->digit = foldedDigit(text.substr(line->start, line->length), round.depth, fold);
+    }
+    std::stable_sort(first, last, [&](const FoldedLine& a, const FoldedLine& b) {
+      return descending ? rank(b, round.depth) < rank(a, round.depth)
+                        : rank(a, round.depth) < rank(b, round.depth);
+    });
+    for (auto group = first; group != last;) {
+      const Rank groupRank = rank(*group, round.depth);
+      auto next = group + 1;
+      while (next != last && rank(*next, round.depth) == groupRank) ++next;
+      if (next - group > 1 && groupRank.unitsLeft > kDigitUnits) {
+        rounds.push_back({static_cast<std::size_t>(group - lines.begin()),
+                          static_cast<std::size_t>(next - lines.begin()),
+                          round.depth + kDigitUnits});
+      }
+      group = next;
+    }
   }
   std::vector<std::u16string_view> sorted;
   sorted.reserve(lines.size());
@@ -217,8 +266,7 @@ std::ptrdiff_t comparePaths(std::u16string_view receiver, std::u16string_view ot
 }
 
 std::u16string sortLines(std::u16string_view text, StringComparator compare) {
-  // The services' two orders compare through packed folded prefixes, each computed once, and
-  // fall back to the whole lines only where the prefixes are equal: the same order, fewer reads.
+  // The services' two orders sort digit by digit, in the same order as their comparators.
   const bool caseInsensitive =
       compare == sortCaseInsensitiveAscending || compare == sortCaseInsensitiveDescending;
   const std::vector<std::u16string_view> sorted =
@@ -227,9 +275,10 @@ std::u16string sortLines(std::u16string_view text, StringComparator compare) {
   std::u16string result;
   result.reserve(text.size());
   std::size_t start = 0;
-  for (std::u16string_view line : sorted) {
+  for (auto line = sorted.begin(); line != sorted.end(); ++line) {
+    if (sorted.end() - line > kPrefetchDistance) __builtin_prefetch(line[kPrefetchDistance].data());
     const std::size_t end = lineEnd(text, start);
-    result.append(withoutTerminator(line));
+    result.append(withoutTerminator(*line));
     result.append(feedOfLine(text.substr(start, end - start)));
     start = end;
   }

@@ -96,12 +96,17 @@ std::u16string replaceLineEndings(std::u16string_view text, std::u16string_view 
   // Reserved for the longest result, one substitute per line, so that it never reallocates.
   const std::size_t growth = substitute.size() > 1 ? substitute.size() - 1 : 0;
   result.reserve(text.size() + (growth > 0 ? numberOfLines(text) * growth : 0));
+  // Lines that already end in the substitute are copied together with the lines after them.
+  std::size_t copied = 0;
   for (std::size_t start = 0, end; start < text.size(); start = end) {
     end = lineEnd(text, start);
-    const std::u16string_view line = text.substr(start, end - start);
-    result.append(line.substr(0, line.size() - feedOfLine(line).size()));
-    if (hasFeedOfLine(line)) result.append(substitute);
+    const std::u16string_view feed = feedOfLine(text.substr(start, end - start));
+    if (feed.empty() || feed == substitute) continue;
+    result.append(text.substr(copied, end - feed.size() - copied));
+    result.append(substitute);
+    copied = end;
   }
+  result.append(text.substr(copied));
   return result;
 }
 

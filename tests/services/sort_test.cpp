@@ -61,14 +61,20 @@ std::u16string sortedOneComparisonAtATime(std::u16string_view text, StringCompar
 }
 
 TEST(SortLines, AgreesWithTheComparatorOnRandomTexts) {
-  // Case pairs, a pair that folds as one code point (Deseret), an emoji, feeds.
-  const std::u16string_view pieces[] = {
-      u"a",          u"A",          u"b", u"\u00DF", u"\u03A3", u"\u03C2", u"\U00010400",
-      u"\U00010428", u"\U0001F600", u" ", u"\n",     u"\r\n",   u"\r"};
+  // Case pairs, pairs that fold as one code point (Deseret), an emoji, NUL; lines long enough to
+  // be equal over many units.
+  const std::u16string_view letters[] = {
+      u"a",      u"A",          u"b",          u"\u00DF",     u"\u03A3",
+      u"\u03C2", u"\U00010400", u"\U00010428", u"\U0001F600", std::u16string_view(u"\0", 1),
+      u" "};
+  const std::u16string_view feeds[] = {u"\n", u"\r\n", u"\r"};
   std::mt19937 random(3);
   for (int round = 0; round < 300; ++round) {
     std::u16string text;
-    for (std::size_t n = random() % 40; n > 0; --n) text += pieces[random() % std::size(pieces)];
+    for (std::size_t n = random() % 200; n > 0; --n) {
+      text += random() % 12 == 0 ? feeds[random() % std::size(feeds)]
+                                 : letters[random() % (round % 2 == 0 ? 3 : std::size(letters))];
+    }
     SCOPED_TRACE(testing::PrintToString(text));
     for (StringComparator compare : {sortCaseInsensitiveAscending, sortCaseInsensitiveDescending}) {
       EXPECT_EQ(sortLines(text, compare), sortedOneComparisonAtATime(text, compare));

@@ -143,6 +143,7 @@ TEST(ReplaceLineEndings, EachTerminatorBecomesOneSubstitute) {
   };
   const Case cases[] = {
       {u"a\r\nb\rc", u"\n", u"a\nb\nc"},
+      {u"a\nb\r\nc\nd\n", u"\n", u"a\nb\nc\nd\n"},
       {u"a\nb", u"\r\n", u"a\r\nb"},
       {u"a\n\rb", u"\r\n", u"a\r\n\r\nb"},  // LF CR is two terminators
       {u"a\n\nb", u" ", u"a  b"},
