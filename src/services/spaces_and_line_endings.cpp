@@ -1,5 +1,7 @@
 #include "services/spaces_and_line_endings.h"
 
+#include <algorithm>
+
 #include "text/attributed_text.h"
 #include "text/charsets.h"
 #include "text/lines.h"
@@ -46,11 +48,43 @@ const CharacterSetRep* blanksOf(bool feeds) {
   return feeds ? whiteCharacterSetRep() : spaceCharacterSetRep();
 }
 
+// Applies edits that never lengthen the text to the text itself, moving the units after each edit
+// down: a collapse needs no second copy of a long text.
+class ShrinkingRewriter final : public EditSink {
+ public:
+  explicit ShrinkingRewriter(std::u16string& text) : text_(text) {}
+
+  // replacement is no longer than length, and not part of the text.
+  void replace(std::size_t start, std::size_t length, std::u16string_view replacement) override {
+    moveDownTo(start);
+    std::copy(replacement.begin(), replacement.end(), text_.begin() + written_);
+    written_ += replacement.size();
+    read_ = start + length;
+  }
+
+  void finish() {
+    moveDownTo(text_.size());
+    text_.resize(written_);
+  }
+
+ private:
+  void moveDownTo(std::size_t position) {
+    if (written_ != read_)
+      std::copy(text_.begin() + read_, text_.begin() + position, text_.begin() + written_);
+    written_ += position - read_;
+    read_ = position;
+  }
+
+  std::u16string& text_;
+  std::size_t read_ = 0;     // units of the text read so far
+  std::size_t written_ = 0;  // units of the result written so far, at the start of the text
+};
+
 template <class IsMember>
 void collapseRuns(std::u16string& text, IsMember isMember, char16_t replacement) {
-  StringRewriter out(text);
+  ShrinkingRewriter out(text);
   scanRunCollapses(text, isMember, replacement, ScanEnd::length, out);
-  if (out.edited()) text = out.finish();
+  out.finish();
 }
 
 }  // namespace
