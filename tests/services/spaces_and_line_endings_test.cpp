@@ -17,45 +17,30 @@ AttributeDictionary colored(double red) {
   return attributes;
 }
 
-TEST(RemoveMultipleSpaces, MakesEveryRunOfBlanksOneSpace) {
-  struct Case {
-    std::u16string text;
-    bool feeds;
-    std::u16string expected;
-  };
-  const Case cases[] = {
-      {u"a  b\t\tc", false, u"a b c"},
-      {u"a\tb", false, u"a b"},
-      {u"  a  ", false, u" a "},
-      {u"a\n\nb", false, u"a\n\nb"},
-      {std::u16string(u"a\u00A0b\0c", 5), false, u"a b c"},  // NUL is a blank
-      {u"", false, u""},
-      {u"a \r\n\tb\uFFFCc", true, u"a b c"},
-      {u"\uFEFF\u0003", true, u" "},
-  };
-  for (const Case& test : cases) {
-    std::u16string text = test.text;
-    removeMultipleSpacesAndFeeds(text, test.feeds);
-    EXPECT_EQ(text, test.expected);
-  }
+void removeMultipleWhiteCharacters(std::u16string& text) {
+  removeMultipleSpacesAndFeeds(text, true);
 }
 
-TEST(RemoveMultipleFeeds, MakesEveryRunOfFeedsOneLineFeed) {
+TEST(PlainCollapse, MakesEveryRunOneSpaceOrOneLineFeed) {
   struct Case {
+    void (*collapse)(std::u16string&);
     std::u16string text;
     std::u16string expected;
   };
   const Case cases[] = {
-      {u"a\r\n\r\nb", u"a\nb"},
-      {u"a\rb", u"a\nb"},
-      {u"\n\na\n", u"\na\n"},
-      {u"a\n \nb", u"a\n \nb"},  // a line of blanks is not empty
-      {u"a\u2028\u2029\u000Cb\u0003", u"a\nb\n"},
-      {u"a\uFFFC\uFEFFb", u"a\nb"},  // in plain text U+FFFC ends a line
+      {removeMultipleSpaces, u"a  b\t\tc", u"a b c"},
+      {removeMultipleSpaces, u"  a  ", u" a "},
+      {removeMultipleSpaces, u"a\n\nb", u"a\n\nb"},
+      {removeMultipleSpaces, std::u16string(u"a\tb\u00A0c\0d", 7), u"a b c d"},  // lone blanks too
+      {removeMultipleWhiteCharacters, u"a \r\n\tb\uFFFCc\uFEFF\u0003", u"a b c "},
+      {removeMultipleFeeds, u"a\r\n\r\nb\rc", u"a\nb\nc"},
+      {removeMultipleFeeds, u"\n\na\n", u"\na\n"},
+      {removeMultipleFeeds, u"a\n \nb", u"a\n \nb"},  // a line of blanks is not empty
+      {removeMultipleFeeds, u"a\u2028\u2029\u000Cb\uFFFC", u"a\nb\n"},
   };
   for (const Case& test : cases) {
     std::u16string text = test.text;
-    removeMultipleFeeds(text);
+    test.collapse(text);
     EXPECT_EQ(text, test.expected);
   }
 }
