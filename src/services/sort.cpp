@@ -26,7 +26,9 @@ CharsTable buildFoldTable() {
   CharsTable table;
   for (std::size_t c = 0; c < table.size(); ++c) {
     const auto unit = static_cast<char16_t>(c);
-    table[c] = U16_IS_SURROGATE(unit) ? unit : static_cast<char16_t>(u_foldCase(unit, 0));
+    table[c] = U16_IS_SURROGATE(unit)
+                   ? unit
+                   : static_cast<char16_t>(u_foldCase(unit, U_FOLD_CASE_DEFAULT));
   }
   return table;
 }
@@ -42,10 +44,10 @@ char16_t foldedUnitAt(std::u16string_view text, std::size_t i, const CharsTable&
   const char16_t unit = text[i];
   if (!U16_IS_SURROGATE(unit)) return fold[unit];
   if (U16_IS_LEAD(unit) && i + 1 < text.size() && U16_IS_TRAIL(text[i + 1])) {
-    return U16_LEAD(u_foldCase(U16_GET_SUPPLEMENTARY(unit, text[i + 1]), 0));
+    return U16_LEAD(u_foldCase(U16_GET_SUPPLEMENTARY(unit, text[i + 1]), U_FOLD_CASE_DEFAULT));
   }
   if (U16_IS_TRAIL(unit) && i > 0 && U16_IS_LEAD(text[i - 1])) {
-    return U16_TRAIL(u_foldCase(U16_GET_SUPPLEMENTARY(text[i - 1], unit), 0));
+    return U16_TRAIL(u_foldCase(U16_GET_SUPPLEMENTARY(text[i - 1], unit), U_FOLD_CASE_DEFAULT));
   }
   return unit;
 }
@@ -106,8 +108,8 @@ std::vector<std::u16string_view> standardizedComponents(std::u16string_view path
 // Sorting by case folding digit by digit, most significant first: a digit is eight units of the
 // folding, packed into two words so that comparing words orders the units, the first unit in the
 // highest bits. Lines are sorted by their first digit; lines whose first digits are equal are
-// sorted by their next digit; and so on. Each line's digit is computed once per round, so most
-// comparisons read no text, and a round reads each undecided line once, in order of memory.
+// sorted by their next digit; and so on. Each line's digit is computed once per round, so the
+// comparisons read no text, and a round reads each line it still has to place once.
 constexpr std::size_t kUnitsPerWord = 4;
 constexpr std::size_t kDigitWords = 2;
 constexpr std::size_t kDigitUnits = kUnitsPerWord * kDigitWords;
@@ -179,10 +181,12 @@ std::vector<std::u16string_view> sortedCaseInsensitively(std::u16string_view tex
       if (last - line > kPrefetchDistance) prefetchLine(text, line[kPrefetchDistance], round.depth);
       line->digit = foldedDigit(text.substr(line->start, line->length), round.depth, fold);
     }
-    std::stable_sort(first, last, [&](const FoldedLine& a, const FoldedLine& b) {
+    const auto before = [&](const FoldedLine& a, const FoldedLine& b) {
       return descending ? rank(b, round.depth) < rank(a, round.depth)
                         : rank(a, round.depth) < rank(b, round.depth);
-    });
+    };
+    // Many equal lines share every digit: their rounds then cost a pass, not a sort.
+    if (!std::is_sorted(first, last, before)) std::stable_sort(first, last, before);
     for (auto group = first; group != last;) {
       const Rank groupRank = rank(*group, round.depth);
       auto next = group + 1;
