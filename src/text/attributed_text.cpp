@@ -439,16 +439,6 @@ void AttributedText::replaceCharacter(char16_t c, char16_t replacement, bool cas
   textrix::replaceCharacter(chars_, c, replacement, caseSensitive);
 }
 
-template <class Scan>
-void AttributedText::rewrite(Scan scan) {
-  Rewriter out(*this);
-  scan(out);
-  if (!out.edited()) return;
-  AttributedText edited = out.finish();
-  chars_ = std::move(edited.chars_);
-  runs_ = std::move(edited.runs_);
-}
-
 void AttributedText::replaceString(std::u16string_view target, std::u16string_view replacement) {
   replaceString(target, replacement, true);
 }

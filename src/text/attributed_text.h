@@ -26,6 +26,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "text/attributes.h"
@@ -140,6 +141,16 @@ class AttributedText {
   void normalizeString();
   void normalizeString(NormalizationForm form);
 
+  // Collapsing runs, as the plain forms in services/spaces_and_line_endings.h, and defined there:
+  // each run becomes one U+0020 (one U+000A for feeds) that takes the attributes of the run's
+  // first character. Unlike the plain forms, the scan's end starts at the length and moves back
+  // by a whole run for every run replaced, one unit more than the text shrinks, so after n runs
+  // the last n units are never looked at: "a  b  c  d" becomes "a b c  d".
+  void removeMultipleSpacesAndFeeds(bool feeds);
+  void removeMultipleSpaces();
+  // Runs of attributed feed characters (U+FFFC, an attachment, is not one).
+  void removeMultipleFeeds();
+
   // Lines, as in text/lines.h but with the attributed feed set: U+FFFC (an attachment) stays
   // inside its line.
   std::vector<AttributedText> lines() const;
@@ -210,5 +221,17 @@ class AttributedText::Rewriter final : public EditSink {
   std::size_t run_ = 0;       // the source run that holds position_
   bool edited_ = false;
 };
+
+// Runs a scan's edits over the text in one pass. Defined in the header so that members written
+// beside their plain forms, in other sources, can use it.
+template <class Scan>
+void AttributedText::rewrite(Scan scan) {
+  Rewriter out(*this);
+  scan(out);
+  if (!out.edited()) return;
+  AttributedText edited = out.finish();
+  chars_ = std::move(edited.chars_);
+  runs_ = std::move(edited.runs_);
+}
 
 }  // namespace textrix

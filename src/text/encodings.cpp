@@ -154,6 +154,21 @@ int convertEncodingToUnicode(const char* source, std::size_t sourceLength, const
   return U_SUCCESS(status) ? 1 : 0;
 }
 
+std::optional<std::string> encodeLossy(std::u16string_view text, const char* encoding) {
+  UErrorCode status = U_ZERO_ERROR;
+  const Converter converter = openConverter(encoding, OnInvalid::substitute, status);
+  if (U_FAILURE(status)) return std::nullopt;
+  ucnv_setFallback(converter.get(), true);
+  ucnv_setSubstChars(converter.get(), "?", 1, &status);
+  std::string bytes(
+      UCNV_GET_MAX_BYTES_FOR_STRING(text.size(), ucnv_getMaxCharSize(converter.get())), '\0');
+  std::size_t produced = 0;
+  convertInPieces(ucnv_fromUnicode, converter.get(), text.data(), text.size(), bytes.data(),
+                  bytes.size(), produced);  // substitution does not fail
+  bytes.resize(produced);
+  return bytes;
+}
+
 Utf8Decoding decodeUtf8(std::string_view bytes) {
   const Converter converter = openUtf8Converter(OnInvalid::stop);
   Utf8Decoding decoding;

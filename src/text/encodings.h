@@ -10,6 +10,7 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -38,6 +39,12 @@ ConverterStatus convertUnicodeToUTF8(const char16_t* source, std::size_t sourceL
 // opening the converter when no converter could be opened.
 int convertEncodingToUnicode(const char* source, std::size_t sourceLength, const char* encoding,
                              char16_t* target, std::size_t targetCapacity, std::size_t* outLength);
+
+// Encodes text in the named encoding (an ICU converter name such as "windows-1252" or
+// "macintosh") without failing: a character the encoding cannot hold becomes the converter's
+// fallback for it, a close character (U+FF21 FULLWIDTH A becomes "A"), or else "?", once for a
+// surrogate pair. None when no converter has that name.
+std::optional<std::string> encodeLossy(std::u16string_view text, const char* encoding);
 
 // UTF-8 bytes decoded: the text, or the offset of the first byte that is not valid UTF-8.
 struct Utf8Decoding {

@@ -111,6 +111,18 @@ TEST(Encodings, SubstitutesWhatIsNotUnicode) {
             "b\xEF\xBF\xBD\xEF\xBF\xBD");
 }
 
+TEST(Encodings, EncodesLossilyWithFallbacksOrQuestionMarks) {
+  const std::u16string text = u"\u00E9\u20AC\uFF21\u0100\U0001F600";
+  EXPECT_EQ(encodeLossy(text, "windows-1252"),
+            "\xE9\x80"
+            "A??");
+  EXPECT_EQ(encodeLossy(text, "macintosh"), "\x8E\xDB???");
+  EXPECT_EQ(encodeLossy(text, "no-such-encoding"), std::nullopt);
+  // Piece by piece, a pair cut between two pieces is still one character.
+  const std::u16string longText = std::u16string((1 << 20) - 1, u'a') + u"\U0001F600";
+  EXPECT_EQ(encodeLossy(longText, "windows-1252"), std::string((1 << 20) - 1, 'a') + "?");
+}
+
 TEST(Encodings, ConvertsTextsOfManyMebibytes) {
   std::u16string text;
   for (int i = 0; i < 300'000; ++i) text += u"a\u00E9\u20AC\U0001F600";

@@ -1,0 +1,79 @@
+#include "services/rotate_and_encodings.h"
+
+#include <cstring>
+
+#include "text/encodings.h"
+
+namespace textrix {
+namespace {
+
+constexpr std::uint16_t kAlphabet = 26;
+
+// ICU's converters for the two sets; their tables agree with the published ones, and the bytes
+// that code page 1252 leaves undefined map to the C1 controls of the same value both ways.
+constexpr const char* kWindowsLatin1 = "windows-1252";
+constexpr const char* kMacRoman = "macintosh";
+
+// Eight units at once in a vector register (SSE2, NEON), through the compiler's portable vector
+// extension, without branches: the lanes of a comparison are all ones or all zeros.
+using UnitVector = std::uint16_t __attribute__((vector_size(16)));
+constexpr std::size_t kBlock = sizeof(UnitVector) / sizeof(char16_t);
+
+UnitVector rotatedBlock(UnitVector units, std::uint16_t shift) {
+  const UnitVector letter = (units | 0x20) - u'a';  // A to Z land on a to z, nothing else does
+  const auto isLetter = reinterpret_cast<UnitVector>(letter < kAlphabet);
+  const auto wraps = reinterpret_cast<UnitVector>(letter + shift >= kAlphabet);
+  return (isLetter & (units + shift - (wraps & kAlphabet))) | (~isLetter & units);
+}
+
+char16_t rotatedUnit(char16_t c, std::uint16_t shift) {
+  const auto letter = static_cast<std::uint16_t>((c | 0x20) - u'a');
+  if (letter >= kAlphabet) return c;
+  return static_cast<char16_t>(c + shift - (letter + shift >= kAlphabet ? kAlphabet : 0));
+}
+
+void rotateLetters(std::u16string& text, std::uint16_t shift) {
+  std::size_t i = 0;
+  for (; i + kBlock <= text.size(); i += kBlock) {
+    UnitVector units;
+    std::memcpy(&units, text.data() + i, sizeof units);
+    units = rotatedBlock(units, shift);
+    std::memcpy(text.data() + i, &units, sizeof units);
+  }
+  for (; i < text.size(); ++i) text[i] = rotatedUnit(text[i], shift);
+}
+
+// Every byte of both sets decodes to one code unit.
+std::u16string decodeSingleByte(std::string_view bytes, const char* encoding) {
+  std::u16string text(bytes.size(), u'\0');
+  std::size_t length = 0;
+  convertEncodingToUnicode(bytes.data(), bytes.size(), encoding, text.data(), text.size(), &length);
+  text.resize(length);
+  return text;
+}
+
+std::u16string reencode(std::u16string_view text, const char* encodeAs, const char* decodeAs) {
+  return decodeSingleByte(encodeLossy(text, encodeAs).value(), decodeAs);
+}
+
+}  // namespace
+
+std::u16string stringByRotating(std::u16string text, std::uint32_t amount) {
+  const auto shift = static_cast<std::uint16_t>(amount % kAlphabet);
+  if (shift != 0) rotateLetters(text, shift);
+  return text;
+}
+
+std::u16string stringByRotating13(std::u16string text) {
+  return stringByRotating(std::move(text), 13);
+}
+
+std::u16string mac2Windows(std::u16string_view text) {
+  return reencode(text, kWindowsLatin1, kMacRoman);
+}
+
+std::u16string windows2Mac(std::u16string_view text) {
+  return reencode(text, kMacRoman, kWindowsLatin1);
+}
+
+}  // namespace textrix

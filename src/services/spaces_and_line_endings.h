@@ -1,0 +1,33 @@
+// Collapsing runs of blanks or line ends, and rewriting line endings.
+//
+// The collapses edit a text in place, plain or attributed: every maximal run of blanks (the space
+// class of text/charsets.h) becomes one U+0020, every run of feeds (text/lines.h) one U+000A. The
+// attributed forms are members of AttributedText and keep the attributes of each run's first
+// character on its replacement.
+//
+//   std::u16string text = u"a  b\t\tc";
+//   textrix::removeMultipleSpaces(text);                      // "a b c"
+//   textrix::replaceLineEndings(u"a\r\nb\rc", u"\n");         // "a\nb\nc"
+//
+// Positions and lengths are UTF-16 code units; every operation is one pass over the text.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace textrix {
+
+// Replaces every maximal run of space-class units (feeds = false) or white-class units
+// (feeds = true) with one U+0020; a lone tab, U+00A0 or NUL becomes a space too.
+void removeMultipleSpacesAndFeeds(std::u16string& text, bool feeds);
+// removeMultipleSpacesAndFeeds(text, false).
+void removeMultipleSpaces(std::u16string& text);
+// Replaces every maximal run of plain feed characters (U+FFFC included) with one U+000A, so every
+// terminator becomes "\n" and empty lines go; lines of blanks stay.
+void removeMultipleFeeds(std::u16string& text);
+
+// The lines of text, each without its terminator and followed by substitute when it had one: each
+// terminator (CR LF counted once, every plain feed character included) becomes one substitute.
+std::u16string replaceLineEndings(std::u16string_view text, std::u16string_view substitute);
+
+}  // namespace textrix

@@ -1,0 +1,191 @@
+#include "services/sort.h"
+
+#include <gtest/gtest.h>
+#include <unicode/uchar.h>
+#include <unicode/uloc.h>
+#include <unicode/utf16.h>
+
+#include <random>
+
+#include "text/lines.h"
+
+namespace textrix {
+namespace {
+
+TEST(SortLines, MovesTheLinesAndLeavesTheLineEndsInPlace) {
+  struct Case {
+    std::u16string_view text;
+    StringComparator compare;
+    std::u16string_view expected;
+  };
+  const Case cases[] = {
+      {u"b\na", sortCaseInsensitiveAscending, u"a\nb"},
+      {u"B\r\na\n", sortCaseInsensitiveAscending, u"a\r\nB\n"},
+      {u"c\r\nb\u2028a\uFFFC", sortCaseInsensitiveAscending, u"a\r\nb\u2028c\uFFFC"},
+      {u"apple\nBanana\ncherry", sortCaseInsensitiveAscending, u"apple\nBanana\ncherry"},
+      {u"apple\nBanana\ncherry", sortCaseInsensitiveDescending, u"cherry\nBanana\napple"},
+      // The line end is compared: an empty line sorts before a blank and a letter.
+      {u"b\n\n a\n", sortCaseInsensitiveAscending, u"\n a\nb\n"},
+      {u"b\n\n a\n", sortCaseInsensitiveDescending, u"b\n a\n\n"},
+      // The last line "a", without line end, sorts before "A\n".
+      {u"A\nb\na", sortCaseInsensitiveAscending, u"a\nA\nb"},
+      // Equal lines keep their order, in descending order too.
+      {u"b\nB\na\n", sortCaseInsensitiveAscending, u"a\nb\nB\n"},
+      {u"b\nB\na\n", sortCaseInsensitiveDescending, u"b\nB\na\n"},
+      {u"ccc\na\nbb\n", sortDescendingByLength, u"ccc\nbb\na\n"},
+      {u"only", sortCaseInsensitiveAscending, u"only"},
+      {u"", sortCaseInsensitiveAscending, u""},
+  };
+  for (const Case& test : cases) {
+    SCOPED_TRACE(testing::PrintToString(std::u16string(test.text)));
+    EXPECT_EQ(sortLines(test.text, test.compare), test.expected);
+  }
+}
+
+// Sorting as described: a stable sort of the lines by the comparator, then the i-th sorted line
+// without its line end and the i-th line end of the input.
+std::u16string sortedOneComparisonAtATime(std::u16string_view text, StringComparator compare) {
+  const std::vector<std::u16string_view> original = lines(text);
+  std::vector<std::u16string_view> sorted = original;
+  std::stable_sort(sorted.begin(), sorted.end(),
+                   [compare](auto a, auto b) { return compare(a, b) < 0; });
+  std::u16string result;
+  for (std::size_t i = 0; i < sorted.size(); ++i) {
+    const std::u16string_view feed = feedOfLine(sorted[i]);
+    result.append(sorted[i].substr(0, sorted[i].size() - feed.size()));
+    result.append(feedOfLine(original[i]));
+  }
+  return result;
+}
+
+TEST(SortLines, AgreesWithTheComparatorOnRandomTexts) {
+  // Case pairs, pairs that fold as one code point (Deseret), an emoji, NUL; lines long enough to
+  // be equal over many units.
+  const std::u16string_view letters[] = {
+      u"a",      u"A",          u"b",          u"\u00DF",     u"\u03A3",
+      u"\u03C2", u"\U00010400", u"\U00010428", u"\U0001F600", std::u16string_view(u"\0", 1),
+      u" "};
+  const std::u16string_view feeds[] = {u"\n", u"\r\n", u"\r"};
+  std::mt19937 random(3);
+  for (int round = 0; round < 300; ++round) {
+    std::u16string text;
+    for (std::size_t n = random() % 200; n > 0; --n) {
+      text += random() % 12 == 0 ? feeds[random() % std::size(feeds)]
+                                 : letters[random() % (round % 2 == 0 ? 3 : std::size(letters))];
+    }
+    SCOPED_TRACE(testing::PrintToString(text));
+    for (StringComparator compare : {sortCaseInsensitiveAscending, sortCaseInsensitiveDescending}) {
+      EXPECT_EQ(sortLines(text, compare), sortedOneComparisonAtATime(text, compare));
+    }
+  }
+}
+
+TEST(StringComparators, OrderAsTheirNamesSay) {
+  struct Case {
+    StringComparator compare;
+    std::u16string_view receiver;
+    std::u16string_view other;
+    std::ptrdiff_t expected;
+  };
+  const Case cases[] = {
+      {sortAscending, u"B", u"a", -1},
+      {sortDescending, u"B", u"a", 1},
+      {sortAscending, u"\uFFFF", u"\U0001F600", 1},  // code units, not code points
+      {sortCaseInsensitiveAscending, u"apple", u"Banana", -1},
+      {sortCaseInsensitiveAscending, u"ABC", u"abc", 0},
+      {sortCaseInsensitiveAscending, u"a", u"a\n", -1},
+      {sortCaseInsensitiveAscending, u"\u03A3", u"\u03C2", 0},          // final sigma folds
+      {sortCaseInsensitiveAscending, u"\U00010400", u"\U00010428", 0},  // so does Deseret
+      {sortCaseInsensitiveAscending, u"\u00DF", u"ss", 1},              // simple folding only
+      {sortCaseInsensitiveDescending, u"apple", u"Banana", 1},
+      {sortAscendingByLength, u"abc", u"a", 2},  // the raw difference
+      {sortAscendingByLength, u"a", u"abc", -2},
+      {sortAscendingByLength, u"b", u"A", 1},
+      {sortDescendingByLength, u"abc", u"a", -2},
+      {sortDescendingByLength, u"b", u"A", 1},  // ties stay ascending
+      {sortDescendingByLength, u"A", u"a", 0},
+  };
+  for (const Case& test : cases) {
+    SCOPED_TRACE(testing::PrintToString(std::u16string(test.receiver)));
+    EXPECT_EQ(test.compare(test.receiver, test.other), test.expected);
+  }
+}
+
+std::u16string unitsOf(UChar32 c) {
+  char16_t units[2];
+  std::int32_t length = 0;
+  U16_APPEND_UNSAFE(units, length, c);
+  return std::u16string(units, length);
+}
+
+TEST(StringComparators, FoldCaseAsIcuSimpleFoldingOverTheWholeRange) {
+  for (UChar32 c = 0; c <= 0x10FFFF; ++c) {
+    const UChar32 folded = u_foldCase(c, U_FOLD_CASE_DEFAULT);
+    if (U_IS_SURROGATE(c) || folded == c) continue;
+    // The folded units stay in place only if no folding crosses the edge of the BMP.
+    ASSERT_EQ(U16_LENGTH(folded), U16_LENGTH(c)) << c;
+    ASSERT_EQ(sortCaseInsensitiveAscending(unitsOf(c), unitsOf(folded)), 0) << c;
+  }
+}
+
+TEST(StringComparators, LocalizedOrderIgnoresCaseButNotAccents) {
+  UErrorCode status = U_ZERO_ERROR;
+  uloc_setDefault("de", &status);  // before the collator is first opened
+  ASSERT_TRUE(U_SUCCESS(status));
+  EXPECT_EQ(sortLocalizedCaseInsensitiveAscending(u"\u00E4", u"b"), -1);
+  EXPECT_EQ(sortLocalizedCaseInsensitiveAscending(u"Apple", u"apple"), 0);
+  EXPECT_EQ(sortLocalizedCaseInsensitiveAscending(u"\u00C4", u"a"), 1);
+}
+
+TEST(StringComparators, ComparePathsByStandardizedComponents) {
+  struct Case {
+    std::u16string_view receiver;
+    std::u16string_view other;
+    std::ptrdiff_t expected;
+  };
+  const Case cases[] = {
+      {u"/a/b", u"/z", 1},  // more components sort after, whatever they hold
+      {u"/z", u"/a/b", -1},       {u"/A/b", u"/a/B", 0}, {u"/a/./b/", u"/a//b", 0},
+      {u"/a/x/../b", u"/a/b", 0}, {u"/../a", u"/a", 0},  {u"../a", u"x/a", -1},
+      {u"/a/c", u"/a/b", 1},      {u"", u"", 0},
+  };
+  for (const Case& test : cases) {
+    SCOPED_TRACE(testing::PrintToString(std::u16string(test.receiver)));
+    EXPECT_EQ(comparePaths(test.receiver, test.other), test.expected);
+  }
+}
+
+int compareInts(const int& a, const int& b, void* context) {
+  const int direction = context != nullptr ? *static_cast<int*>(context) : 1;
+  return direction * (a < b ? -1 : a > b ? 1 : 0);
+}
+
+TEST(ListUtilities, SortAndApplyInPlaceWithAFunctionAndContext) {
+  std::vector<int> list = {3, 1, 2, 5, 4};
+  int descending = -1;
+  quickSortUsingFunction(list, compareInts, &descending);
+  EXPECT_EQ(list, (std::vector<int>{5, 4, 3, 2, 1}));
+  quickSortUsingFunction(list, compareInts, Range{1, 3}, nullptr);
+  quickSortUsingFunction(list, compareInts, Range{3, 3}, nullptr);  // past the end: nothing
+  EXPECT_EQ(list, (std::vector<int>{5, 2, 3, 4, 1}));
+
+  int next = 10;
+  const ListFunction<int> number = [](int& element, void* context) {
+    element = (*static_cast<int*>(context))++;
+  };
+  applyFunction(list, number, &next, Range{1, 2});
+  applyFunction(list, number, &next, Range{2, 4});  // past the end: nothing
+  EXPECT_EQ(list, (std::vector<int>{5, 10, 11, 4, 1}));
+}
+
+TEST(ListUtilities, BinarySearchFindsAnEqualElementOrNothing) {
+  const std::vector<int> list = {1, 3, 5, 7, 9, 11};
+  EXPECT_EQ(indexOfObject(list, 11, compareInts, nullptr), 5u);
+  EXPECT_EQ(indexOfObject(list, 4, compareInts, nullptr), kNotFound);
+  EXPECT_EQ(indexOfObject(list, 7, Range{0, 3}, compareInts, nullptr), kNotFound);
+  EXPECT_EQ(indexOfObject(list, 7, Range{2, 2}, compareInts, nullptr), 3u);
+  EXPECT_EQ(indexOfObject(list, 7, Range{4, 3}, compareInts, nullptr), kNotFound);
+}
+
+}  // namespace
+}  // namespace textrix

@@ -1,0 +1,146 @@
+#include "services/spaces_and_line_endings.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include "text/attributed_text.h"
+#include "text/charsets.h"
+#include "text/lines.h"
+
+namespace textrix {
+namespace {
+
+AttributeDictionary colored(double red) {
+  AttributeDictionary attributes;
+  attributes.setObject(Color{red, 0, 0, 1}, kForegroundColorAttributeName);
+  return attributes;
+}
+
+void removeMultipleWhiteCharacters(std::u16string& text) {
+  removeMultipleSpacesAndFeeds(text, true);
+}
+
+TEST(PlainCollapse, MakesEveryRunOneSpaceOrOneLineFeed) {
+  struct Case {
+    void (*collapse)(std::u16string&);
+    std::u16string text;
+    std::u16string expected;
+  };
+  const Case cases[] = {
+      {removeMultipleSpaces, u"a  b\t\tc", u"a b c"},
+      {removeMultipleSpaces, u"  a  ", u" a "},
+      {removeMultipleSpaces, u"a\n\nb", u"a\n\nb"},
+      {removeMultipleSpaces, std::u16string(u"a\tb\u00A0c\0d", 7), u"a b c d"},  // lone blanks too
+      {removeMultipleWhiteCharacters, u"a \r\n\tb\uFFFCc\uFEFF\u0003", u"a b c "},
+      {removeMultipleFeeds, u"a\r\n\r\nb\rc", u"a\nb\nc"},
+      {removeMultipleFeeds, u"\n\na\n", u"\na\n"},
+      {removeMultipleFeeds, u"a\n \nb", u"a\n \nb"},  // a line of blanks is not empty
+      {removeMultipleFeeds, u"a\u2028\u2029\u000Cb\uFFFC", u"a\nb\n"},
+  };
+  for (const Case& test : cases) {
+    std::u16string text = test.text;
+    test.collapse(text);
+    EXPECT_EQ(text, test.expected);
+  }
+}
+
+TEST(AttributedCollapse, StopsOneUnitShortForEveryRunReplaced) {
+  struct Case {
+    void (AttributedText::*collapse)();
+    std::u16string text;
+    std::u16string expected;
+  };
+  const Case cases[] = {
+      {&AttributedText::removeMultipleSpaces, u"a  b  c  d", u"a b c  d"},
+      {&AttributedText::removeMultipleFeeds, u"a\n\nb\n\n\nc\n\nd", u"a\nb\nc\n\nd"},
+      // Single blanks count as runs replaced, even a space that stays as it is.
+      {&AttributedText::removeMultipleSpaces, u"a\tb\tc\td", u"a b c\td"},
+      {&AttributedText::removeMultipleSpaces, u"a b c\td", u"a b c\td"},
+      // A run that reaches into the units never looked at is shortened.
+      {&AttributedText::removeMultipleSpaces, u"a  b    ", u"a b  "},
+      // An attachment stays inside its line.
+      {&AttributedText::removeMultipleFeeds, u"a\uFFFC\uFFFCb\n\n", u"a\uFFFC\uFFFCb\n"},
+  };
+  for (const Case& test : cases) {
+    AttributedText text(test.text);
+    (text.*test.collapse)();
+    EXPECT_EQ(text.string(), test.expected);
+  }
+}
+
+TEST(AttributedCollapse, ReplacementTakesTheAttributesOfTheRunsFirstCharacter) {
+  AttributedText text(u"x", colored(0));
+  text.appendString(u"\t\t", colored(1));
+  text.appendString(u"  y", colored(0.5));
+  text.removeMultipleSpaces();
+  EXPECT_EQ(text.string(), u"x y");
+  EXPECT_EQ(text.attributesAtIndex(1), colored(1));
+  EXPECT_EQ(text.attributesAtIndex(2), colored(0.5));
+}
+
+// The attributed collapse as it is described, one edit at a time on a string that shrinks.
+std::u16string collapsedEditByEdit(std::u16string text, bool (*isMember)(char16_t),
+                                   char16_t replacement) {
+  std::size_t limit = text.size();
+  for (std::size_t i = 0; i < limit;) {
+    std::size_t run = 0;
+    while (i + run < limit && isMember(text[i + run])) ++run;
+    if (run == 0) {
+      ++i;
+      continue;
+    }
+    text.replace(i, run, 1, replacement);
+    limit -= run;
+    i += 1;
+  }
+  return text;
+}
+
+TEST(AttributedCollapse, MatchesTheEditByEditProcedureOnRandomTexts) {
+  const std::u16string_view alphabet = u"ab \t\n\r\u2028\uFFFC";
+  std::mt19937 random(7);
+  for (int round = 0; round < 500; ++round) {
+    std::u16string chars;
+    for (std::size_t n = random() % 24; n > 0; --n) chars += alphabet[random() % alphabet.size()];
+    SCOPED_TRACE(testing::PrintToString(chars));
+
+    AttributedText spaces(chars);
+    spaces.removeMultipleSpacesAndFeeds(true);
+    EXPECT_EQ(spaces.string(),
+              collapsedEditByEdit(
+                  chars, [](char16_t c) { return whiteCharacterSetRep()->contains(c); }, u' '));
+
+    AttributedText feeds(chars);
+    feeds.removeMultipleFeeds();
+    EXPECT_EQ(
+        feeds.string(),
+        collapsedEditByEdit(
+            chars, [](char16_t c) { return isFeedCharacter(c, FeedSet::attributed); }, u'\n'));
+  }
+}
+
+TEST(ReplaceLineEndings, EachTerminatorBecomesOneSubstitute) {
+  struct Case {
+    std::u16string_view text;
+    std::u16string_view substitute;
+    std::u16string expected;
+  };
+  const Case cases[] = {
+      {u"a\r\nb\rc", u"\n", u"a\nb\nc"},
+      {u"a\nb\r\nc\nd\n", u"\n", u"a\nb\nc\nd\n"},
+      {u"a\nb", u"\r\n", u"a\r\nb"},
+      {u"a\n\rb", u"\r\n", u"a\r\n\r\nb"},  // LF CR is two terminators
+      {u"a\n\nb", u" ", u"a  b"},
+      {u"a\n", u" ", u"a "},
+      {u"a\n", u"\r", u"a\r"},
+      {u"a\uFFFCb\u2028c\u000C\u0003", u"\n", u"a\nb\nc\n\n"},
+      {u"", u"\r\n", u""},
+  };
+  for (const Case& test : cases) {
+    EXPECT_EQ(replaceLineEndings(test.text, test.substitute), test.expected);
+  }
+}
+
+}  // namespace
+}  // namespace textrix
