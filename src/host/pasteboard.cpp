@@ -31,6 +31,7 @@ std::optional<std::u16string_view> ServicePasteboard::stringForType(std::string_
 void ServicePasteboard::declareTypes(std::vector<std::string> types) {
   types_ = std::move(types);
   contents_.clear();
+  ++changeCount_;
 }
 
 void ServicePasteboard::setData(std::string bytes, std::string_view type) {

@@ -50,6 +50,8 @@ class ServicePasteboard {
 
   // Declares a new list of types and empties the pasteboard.
   void declareTypes(std::vector<std::string> types);
+  // How many times types were declared: a reader can tell whether anything was written since.
+  int changeCount() const { return changeCount_; }
   // Stores bytes or a string under type, replacing what was stored there. A content may be stored
   // under a type that is not declared: it is kept, but readers that go by the declared types do not
   // see it.
@@ -72,6 +74,7 @@ class ServicePasteboard {
   std::string name_;
   std::vector<std::string> types_;
   std::vector<Entry> contents_;
+  int changeCount_ = 0;
 };
 
 }  // namespace textrix

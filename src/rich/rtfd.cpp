@@ -401,4 +401,40 @@ RichTextError writeRtfdBundle(const RtfdPackage& package, const std::filesystem:
   return {};
 }
 
+namespace {
+
+RichTextReading textOfPackage(const RtfdPackageReading& reading) {
+  if (!reading.ok()) {
+    RichTextReading failed;
+    failed.error = reading.error;
+    return failed;
+  }
+  return readRtf(reading.package.rtf, &reading.package.attachments);
+}
+
+RtfdPackage packageOfText(const AttributedText& text,
+                          const DocumentAttributes* documentAttributes) {
+  RtfWriting writing = writeRtfWithAttachments(text, documentAttributes);
+  return {std::move(writing.rtf), std::move(writing.attachments)};
+}
+
+}  // namespace
+
+RichTextReading readRtfd(std::string_view flatBytes) {
+  return textOfPackage(readFlatRtfdPackage(flatBytes));
+}
+
+std::string writeRtfd(const AttributedText& text, const DocumentAttributes* documentAttributes) {
+  return writeFlatRtfdPackage(packageOfText(text, documentAttributes));
+}
+
+RichTextReading readRtfdDirectory(const std::filesystem::path& directory) {
+  return textOfPackage(readRtfdBundle(directory));
+}
+
+RichTextError writeRtfdDirectory(const AttributedText& text, const std::filesystem::path& directory,
+                                 const DocumentAttributes* documentAttributes) {
+  return writeRtfdBundle(packageOfText(text, documentAttributes), directory);
+}
+
 }  // namespace textrix

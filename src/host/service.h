@@ -1,0 +1,99 @@
+// The exchange of text between a service handler and its pasteboard. Every handler reads the
+// selection through one of the reading operations and, on success, writes its result with
+// writeString, which declares exactly one type: rich text with attachments (RTFD), rich text (RTF)
+// or plain text, according to what the result is.
+//
+//   std::optional<textrix::ServiceText> text = service.getStringOfPboard(pasteboard, true);
+//   if (!text) return reportError();
+//   transform(*text);
+//   service.writeString(*text, pasteboard);
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <variant>
+
+#include "host/image.h"
+#include "host/pasteboard.h"
+#include "rich/rtf.h"
+#include "rich/rtfd.h"
+#include "text/attributed_text.h"
+
+namespace textrix {
+
+// The text a handler works on: plain, or attributed when rich text was read.
+using ServiceText = std::variant<std::u16string, AttributedText>;
+
+// What the exchange needs from the desktop around it.
+struct ServiceEnvironment {
+  // The general pasteboard that the double write for the mail application fills.
+  ServicePasteboard* generalPasteboard = &ServicePasteboard::generalPasteboard();
+  // The name of the application that made the current request (empty when unknown).
+  std::function<std::string()> activeApplicationName = [] { return std::string(); };
+  // Where the exchange's one log message goes; the system log by default.
+  std::function<void(const std::string&)> log = logToSystem;
+  // The conversions of attributed text to RTF and to flat RTFD; either may throw.
+  std::function<std::string(const AttributedText&)> rtfFromText = [](const AttributedText& text) {
+    return writeRtf(text);
+  };
+  std::function<std::string(const AttributedText&)> rtfdFromText = [](const AttributedText& text) {
+    return writeRtfd(text);
+  };
+
+  static void logToSystem(const std::string& message);
+};
+
+// The services menu of the platform; this provider runs without one.
+class ServicesMenu;
+
+class Service {
+ public:
+  explicit Service(ServiceEnvironment environment = {});
+  virtual ~Service() = default;
+  Service(const Service&) = delete;
+  Service& operator=(const Service&) = delete;
+
+  // The selection: the first of RTFD, RTF and plain string that the pasteboard declares and
+  // yields. Rich text is returned attributed when attributed is set, else as its characters. A
+  // failed rich-text parse falls back to the plain string, never to the next rich type. None when
+  // there is no text. The document attributes of rich text go to documentAttributes when given
+  // (reset to empty first).
+  std::optional<ServiceText> getStringOfPboard(const ServicePasteboard& pasteboard, bool attributed,
+                                               DocumentAttributes* documentAttributes) const;
+  std::optional<ServiceText> getStringOfPboard(const ServicePasteboard& pasteboard,
+                                               bool attributed) const;
+  // The selection read with attributes, as a copy the handler may edit.
+  std::optional<ServiceText> getMutableStringOfPboard(const ServicePasteboard& pasteboard) const;
+  // A copy of the object for the caller to own, or none when there is no object.
+  static std::optional<ServiceText> mutableCopyOfPboardString(const ServiceText* object);
+
+  // Writes a result onto the pasteboard; a request from the mail application on any pasteboard but
+  // the general one also leaves the result on the general pasteboard, where that application reads
+  // it. No result writes nothing.
+  void writeString(std::optional<ServiceText> result, ServicePasteboard& pasteboard) const;
+  // One write: attributed text as RTFD when it holds an attachment, else as RTF; plain text as
+  // plain. Declares exactly that one type. A failed conversion is logged and writes nothing.
+  void _writeString(ServiceText result, ServicePasteboard& pasteboard) const;
+
+  // The first image of the TIFF, PICT and PDF types that the pasteboard declares, or none. Only
+  // TIFF is decoded here; the other two give none.
+  std::optional<Image> getImageOfPboard(const ServicePasteboard& pasteboard) const;
+  // Declares the TIFF type and stores the image's LZW-compressed TIFF under the plain-string type,
+  // not under the TIFF type: the pairing is the operation's established behaviour.
+  void writeImage(const Image& image, ServicePasteboard& pasteboard) const;
+
+  // This provider runs without a services menu, so there is none to copy.
+  ServicesMenu* servicesMenu() const { return nullptr; }
+  // This provider runs without a services menu, so there is nothing to refresh.
+  void initializeServicesMenu() {}
+
+ private:
+  bool isMailRequestOffGeneralPasteboard(const ServicePasteboard& pasteboard) const;
+  void logConversionFailure(std::string_view exceptionName, std::string_view reason) const;
+
+  ServiceEnvironment environment_;
+};
+
+}  // namespace textrix
