@@ -1,5 +1,8 @@
 #include "services/shift_and_tabs.h"
 
+#include "host/messages.h"
+#include "host/textrix.h"
+#include "services/handlers.h"
 #include "text/charsets.h"
 #include "text/lines.h"
 #include "text/mutable_string.h"
@@ -152,6 +155,46 @@ void convertTabsOfLines(AttributedLinesAndEmptyText& selection, int width, bool 
     encode ? copy.encodeTabs(width) : copy.decodeTabs(width);
     selection.result.appendString(copy);
   }
+}
+
+// The shift and tab handlers. The tab width is the provider's setting.
+
+void Textrix::doShiftLeftService(ServicePasteboard& pboard, std::string_view, std::string& error) {
+  detail::servePlainText(*this, pboard, error, kShiftLeftMessage, [](std::u16string_view text) {
+    return stringByShiftingLinesLeft(text, tabs());
+  });
+}
+
+void Textrix::doShiftRightService(ServicePasteboard& pboard, std::string_view, std::string& error) {
+  detail::servePlainText(*this, pboard, error, kShiftRightMessage, stringByShiftingLinesRight);
+}
+
+void Textrix::doEntabService(ServicePasteboard& pboard, std::string_view userData,
+                             std::string& error) {
+  tabService(pboard, userData, error, true);
+}
+
+void Textrix::doDetabService(ServicePasteboard& pboard, std::string_view userData,
+                             std::string& error) {
+  tabService(pboard, userData, error, false);
+}
+
+void Textrix::tabService(ServicePasteboard& pboard, std::string_view, std::string& error,
+                         bool encode) {
+  const int width = tabs();
+  std::optional<ServiceText> text = getStringOfPboard(pboard, true);
+  if (!text) {
+    error = kTabsMessage;
+    return;
+  }
+  writeString(std::visit(
+                  [&](const auto& selection) {
+                    auto linesAndResult = getEmptyMutableStringAndLines(selection);
+                    convertTabsOfLines(linesAndResult, width, encode);
+                    return ServiceText(std::move(linesAndResult.result));
+                  },
+                  *text),
+              pboard);
 }
 
 }  // namespace textrix

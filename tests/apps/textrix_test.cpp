@@ -1,0 +1,154 @@
+// End-to-end tests of the textrix command: each runs the built program with its own settings file.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+extern char** environ;
+
+namespace {
+
+struct Outcome {
+  int status = -1;
+  std::string out;
+  std::string err;
+};
+
+std::string slurp(const std::filesystem::path& path) {
+  std::ifstream file(path, std::ios::binary);
+  std::ostringstream contents;
+  contents << file.rdbuf();
+  return contents.str();
+}
+
+class Command : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    directory_ = std::filesystem::temp_directory_path() /
+                 ("textrix-command-" + std::to_string(getpid()) + "-" +
+                  ::testing::UnitTest::GetInstance()->current_test_info()->name());
+    std::filesystem::remove_all(directory_);
+    std::filesystem::create_directories(directory_);
+  }
+  void TearDown() override { std::filesystem::remove_all(directory_); }
+
+  std::filesystem::path settings() const { return directory_ / "defaults"; }
+
+  // Runs textrix with the arguments, feeding input on standard input.
+  Outcome run(std::vector<std::string> arguments, const std::string& input = {}) const {
+    const auto in = directory_ / "stdin", out = directory_ / "stdout", err = directory_ / "stderr";
+    std::ofstream(in, std::ios::binary) << input;
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, 0, in.c_str(), O_RDONLY, 0);
+    posix_spawn_file_actions_addopen(&actions, 1, out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    posix_spawn_file_actions_addopen(&actions, 2, err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+
+    std::vector<std::string> environment = {"TEXTRIX_DEFAULTS=" + settings().string(),
+                                            "LC_ALL=C.UTF-8", "PATH=/usr/bin:/bin"};
+    std::vector<char*> envp, argv;
+    for (std::string& variable : environment) envp.push_back(variable.data());
+    envp.push_back(nullptr);
+    std::string program = TEXTRIX_COMMAND;
+    argv.push_back(program.data());
+    for (std::string& argument : arguments) argv.push_back(argument.data());
+    argv.push_back(nullptr);
+
+    Outcome result;
+    pid_t pid;
+    if (posix_spawn(&pid, program.c_str(), &actions, nullptr, argv.data(), envp.data()) == 0) {
+      int status = 0;
+      waitpid(pid, &status, 0);
+      result.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    }
+    posix_spawn_file_actions_destroy(&actions);
+    result.out = slurp(out);
+    result.err = slurp(err);
+    return result;
+  }
+
+  std::filesystem::path directory_;
+};
+
+TEST_F(Command, ExitStatusesFollowTheContract) {
+  struct Case {
+    std::vector<std::string> arguments;
+    std::string input;
+    int status;
+    std::string errorContains;
+  };
+  const Case cases[] = {
+      {{}, "", 2, "Usage:"},
+      {{"no-such-service"}, "", 2, "unknown service no-such-service"},
+      {{"upper", "--bogus"}, "", 2, "unknown option --bogus"},
+      {{"upper", "--type", "html"}, "", 2, "--type needs plain, rtf or rtfd"},
+      {{"upper", "a", "b"}, "", 2, "more than one file"},
+      {{"upper", "/nonexistent/file"}, "", 2, "cannot read /nonexistent/file"},
+      {{"upper"}, "ok \xC3\x28 bad", 2, "invalid UTF-8 at byte 3"},
+      {{"statistics"}, "x", 2, "not available yet"},
+      {{"defaults", "read", "Missing"}, "", 1, "no setting Missing"},
+      {{"defaults", "frobnicate"}, "", 2, "Usage:"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(testing::PrintToString(c.arguments));
+    const Outcome result = run(c.arguments, c.input);
+    EXPECT_EQ(result.status, c.status);
+    EXPECT_EQ(result.out, "");
+    EXPECT_NE(result.err.find(c.errorContains), std::string::npos) << result.err;
+  }
+}
+
+TEST_F(Command, AppliesAServiceAsAFilterWithoutAddingANewline) {
+  const Outcome result = run({"upper"}, "straße\n");
+  EXPECT_EQ(result.status, 0) << result.err;
+  EXPECT_EQ(result.out, "STRASSE\n");
+  const Outcome empty = run({"upper"}, "");
+  EXPECT_EQ(empty.status, 0);
+  EXPECT_EQ(empty.out, "");
+}
+
+TEST_F(Command, ReadsAFileAndKeepsRtfAsRtf) {
+  const auto file = directory_ / "in.rtf";
+  std::ofstream(file) << "{\\rtf1\\ansi {\\b bold} text}";
+  const Outcome result = run({"upper", file.string()});
+  EXPECT_EQ(result.status, 0) << result.err;
+  EXPECT_TRUE(result.out.starts_with("{\\rtf1")) << result.out;
+  EXPECT_NE(result.out.find("BOLD"), std::string::npos);
+  const Outcome forcedPlain = run({"upper", file.string(), "--type=plain"});
+  EXPECT_EQ(forcedPlain.out, "{\\RTF1\\ANSI {\\B BOLD} TEXT}");
+}
+
+TEST_F(Command, TheTabWidthIsClampedAndWrittenBack) {
+  std::ofstream(settings()) << "TabulatorWidth=1\n";
+  const Outcome result = run({"detab"}, "\tx");
+  EXPECT_EQ(result.out, "  x");
+  EXPECT_EQ(run({"defaults", "read", "TabulatorWidth"}).out, "2\n");
+}
+
+TEST_F(Command, DefaultsReadWriteAndDelete) {
+  EXPECT_EQ(run({"defaults", "write", "TabulatorWidth", "8"}).status, 0);
+  EXPECT_EQ(run({"defaults", "write", "Greeting", "hello world"}).status, 0);
+  EXPECT_EQ(run({"defaults", "read"}).out, "Greeting=hello world\nTabulatorWidth=8\n");
+  EXPECT_EQ(run({"defaults", "delete", "Greeting"}).status, 0);
+  EXPECT_EQ(run({"defaults", "read"}).out, "TabulatorWidth=8\n");
+  EXPECT_EQ(run({"defaults", "write", "a=b", "c"}).status, 2);
+}
+
+TEST_F(Command, ListsEveryServiceWithItsTitle) {
+  const Outcome result = run({"list"});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(std::count(result.out.begin(), result.out.end(), '\n'), 38);
+  EXPECT_NE(result.out.find("upper\tUpper Case\n"), std::string::npos);
+  const Outcome help = run({"--help"});
+  EXPECT_EQ(help.status, 0);
+  EXPECT_NE(help.out.find("remove-multiple-feeds"), std::string::npos);
+}
+
+}  // namespace
