@@ -26,7 +26,16 @@ namespace textrix {
 // The text a handler works on: plain, or attributed when rich text was read.
 using ServiceText = std::variant<std::u16string, AttributedText>;
 
-// What the exchange needs from the desktop around it.
+// Where the speech services send speech: the sound device, a WAV file, or the text that would be
+// spoken, handed to printText instead of being spoken.
+struct SpeechOutput {
+  enum class Kind { device, wavFile, printedText };
+  Kind kind = Kind::device;
+  std::string wavPath;
+  std::function<void(std::u16string_view spokenText)> printText;
+};
+
+// What the exchange and the handlers need from the desktop around them.
 struct ServiceEnvironment {
   // The general pasteboard that the double write for the mail application fills.
   ServicePasteboard* generalPasteboard = &ServicePasteboard::generalPasteboard();
@@ -34,6 +43,13 @@ struct ServiceEnvironment {
   std::function<std::string()> activeApplicationName = [] { return std::string(); };
   // Where the exchange's one log message goes; the system log by default.
   std::function<void(const std::string&)> log = logToSystem;
+  // Shows a modal alert with a title and a message and returns when it is dismissed: the command
+  // prints it, the provider shows a dialog.
+  std::function<void(std::u16string_view title, std::u16string_view message)> runAlertPanel =
+      [](std::u16string_view, std::u16string_view) {};
+  // Asks the process to end once the current request is answered.
+  std::function<void()> terminate = [] {};
+  SpeechOutput speechOutput;
   // The conversions of attributed text to RTF and to flat RTFD; either may throw.
   std::function<std::string(const AttributedText&)> rtfFromText = [](const AttributedText& text) {
     return writeRtf(text);
@@ -83,6 +99,9 @@ class Service {
   // Declares the TIFF type and stores the image's LZW-compressed TIFF under the plain-string type,
   // not under the TIFF type: the pairing is the operation's established behaviour.
   void writeImage(const Image& image, ServicePasteboard& pasteboard) const;
+
+  // What the service needs from the desktop around it.
+  const ServiceEnvironment& environment() const { return environment_; }
 
   // This provider runs without a services menu, so there is none to copy.
   ServicesMenu* servicesMenu() const { return nullptr; }
