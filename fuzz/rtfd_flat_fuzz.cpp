@@ -1,5 +1,5 @@
-// Reads arbitrary bytes as a flat RTFD package. Reading must never crash, and a package that reads
-// must write and read back as the same files.
+// Reads arbitrary bytes as a flat RTFD package and as the rich text it holds. Reading must never
+// crash, and a package that reads must write and read back as the same files.
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -21,8 +21,9 @@ bool samePackage(const textrix::RtfdPackage& a, const textrix::RtfdPackage& b) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const textrix::RtfdPackageReading reading =
-      textrix::readFlatRtfdPackage(std::string_view(reinterpret_cast<const char*>(data), size));
+  const std::string_view bytes(reinterpret_cast<const char*>(data), size);
+  textrix::readRtfd(bytes);
+  const textrix::RtfdPackageReading reading = textrix::readFlatRtfdPackage(bytes);
   if (!reading.ok()) return 0;
   const textrix::RtfdPackageReading again =
       textrix::readFlatRtfdPackage(textrix::writeFlatRtfdPackage(reading.package));
