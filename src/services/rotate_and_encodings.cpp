@@ -23,7 +23,9 @@ using UnitVector = std::uint16_t __attribute__((vector_size(16)));
 constexpr std::size_t kBlock = sizeof(UnitVector) / sizeof(char16_t);
 
 UnitVector rotatedBlock(UnitVector units, std::uint16_t shift) {
-  const UnitVector letter = (units | 0x20) - u'a';  // A to Z land on a to z, nothing else does
+  // 'a' is taken as the lane type: clang 14 crashes on a char16_t mixed with a vector.
+  const UnitVector letter = (units | 0x20) - static_cast<std::uint16_t>(
+                                                 u'a');  // A to Z land on a to z, nothing else does
   const auto isLetter = reinterpret_cast<UnitVector>(letter < kAlphabet);
   const auto wraps = reinterpret_cast<UnitVector>(letter + shift >= kAlphabet);
   return (isLetter & (units + shift - (wraps & kAlphabet))) | (~isLetter & units);
