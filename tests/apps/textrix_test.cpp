@@ -11,6 +11,9 @@
 #include <string>
 #include <vector>
 
+#include "rich/rtf.h"
+#include "text/encodings.h"
+
 extern char** environ;
 
 namespace {
@@ -149,6 +152,26 @@ TEST_F(Command, ListsEveryServiceWithItsTitle) {
   const Outcome help = run({"--help"});
   EXPECT_EQ(help.status, 0);
   EXPECT_NE(help.out.find("remove-multiple-feeds"), std::string::npos);
+}
+
+TEST_F(Command, KeepsTheFormattingOfAWordProcessorsRtf) {
+  const std::string fixture = TEXTRIX_FIXTURES_DIR "/libreoffice_formatted.rtf";
+  const textrix::RichTextReading original = textrix::readRtf(slurp(fixture));
+  ASSERT_TRUE(original.ok());
+  for (const char* service : {"upper", "lower", "capitalize-words", "remove-multiple-spaces"}) {
+    SCOPED_TRACE(service);
+    const Outcome result = run({service, fixture});
+    ASSERT_EQ(result.status, 0) << result.err;
+    const textrix::RichTextReading changed = textrix::readRtf(result.out);
+    ASSERT_TRUE(changed.ok()) << result.out.substr(0, 200);
+    ASSERT_EQ(changed.text.length(), original.text.length());
+    for (std::size_t i = 0; i < original.text.length(); ++i) {
+      ASSERT_EQ(changed.text.attributesAtIndex(i), original.text.attributesAtIndex(i)) << i;
+    }
+  }
+  const Outcome plain = run({"rotate", fixture});
+  EXPECT_EQ(textrix::utf16FromUtf8(plain.out).size(), original.text.length())
+      << "a plain-text service gives plain text";
 }
 
 }  // namespace
