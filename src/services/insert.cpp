@@ -157,10 +157,11 @@ std::string utf8Path(std::u16string_view path) {
 
 // The home directory of user, or of this process's user when user is empty.
 std::optional<std::string> homeDirectory(const std::string& user) {
+  if (user.find('\0') != std::string::npos) return std::nullopt;
   if (user.empty()) {
     if (const char* home = std::getenv("HOME"); home && *home) return std::string(home);
   }
-  long size = sysconf(_SC_GETPW_R_SIZE_MAX);
+  const long size = sysconf(_SC_GETPW_R_SIZE_MAX);
   std::string buffer(size > 0 ? static_cast<std::size_t>(size) : 16384, '\0');
   passwd entry{};
   passwd* found = nullptr;
@@ -179,7 +180,9 @@ std::string appendPathComponent(std::string_view path, std::string_view name) {
   return joined.append(path).append(1, '/').append(name);
 }
 
+// path with its links resolved, or path itself when that fails.
 std::string resolvedPath(const std::string& path) {
+  if (path.find('\0') != std::string::npos) return path;
   std::unique_ptr<char, decltype(&std::free)> resolved(realpath(path.c_str(), nullptr), &std::free);
   return resolved ? std::string(resolved.get()) : path;
 }
@@ -274,10 +277,8 @@ std::u16string stringByAppendingPathComponent(std::u16string_view path,
 
 std::u16string resolveLink(std::u16string_view path) {
   const std::string bytes = utf8Path(path);
-  if (bytes.find('\0') != std::string::npos) return std::u16string(path);
-  std::unique_ptr<char, decltype(&std::free)> resolved(realpath(bytes.c_str(), nullptr),
-                                                       &std::free);
-  return resolved ? utf16FromUtf8(resolved.get()) : std::u16string(path);
+  const std::string resolved = resolvedPath(bytes);
+  return resolved == bytes ? std::u16string(path) : utf16FromUtf8(resolved);
 }
 
 bool detail::walkDirectoryTree(std::string path, bool resolveLinks, bool files, bool folders,

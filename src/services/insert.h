@@ -17,8 +17,8 @@
 // system lists each directory; hidden entries are kept. Symbolic links are followed for the test of
 // what an entry is but kept in the listed path; an entry whose target is missing is left out.
 //
-//   textrix::deepDirectoryContentsAtPath(u"/tmp/D", false);   // "/tmp/D/f", "/tmp/D/s",
-//   "/tmp/D/s/g"
+//   textrix::deepDirectoryContentsAtPath(u"/tmp/D", false);
+//   // "/tmp/D/f", "/tmp/D/s", "/tmp/D/s/g"
 //
 // Paths are UTF-8 bytes on the file system and UTF-16 here: a file name that is not valid UTF-8
 // is listed with U+FFFD for each invalid sequence, while the walk goes on below it by its bytes.
@@ -29,6 +29,7 @@
 #include <functional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace textrix {
@@ -50,9 +51,9 @@ class DateFormatter {
 // Bounds of the walk, so that links looping back into the tree end it in seconds. One link to an
 // ancestor brings the walk back to each directory of the loop once per level, and the kernel
 // refuses a path with more than 40 links in it, so such a loop is walked as deep as the file
-// system allows. Two or more such links would give 2^depth paths: there a directory reached a
-// kMaxDirectoryVisits-th time is still listed but no longer walked, and the whole walk stops after
-// kMaxDeepDirectoryEntries entries.
+// system allows. Two or more such links would give 2^depth paths: there a directory reached more
+// than kMaxDirectoryVisits times is still listed but no longer walked, and the whole walk stops
+// after kMaxDeepDirectoryEntries entries.
 inline constexpr std::size_t kMaxDirectoryVisits = 1000;
 inline constexpr std::size_t kMaxDeepDirectoryEntries = 1'000'000;
 
