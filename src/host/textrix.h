@@ -77,6 +77,22 @@ class Textrix final : public Service {
                                std::string& error);
   void sortService(ServicePasteboard& pboard, std::string_view userData, std::string& error,
                    StringComparator selector);
+
+  void doInsertTimeService(ServicePasteboard& pboard, std::string_view userData,
+                           std::string& error);
+  void doInsertShortDateService(ServicePasteboard& pboard, std::string_view userData,
+                                std::string& error);
+  void doInsertLongDateService(ServicePasteboard& pboard, std::string_view userData,
+                               std::string& error);
+  void doInsertShortDateTimeService(ServicePasteboard& pboard, std::string_view userData,
+                                    std::string& error);
+  void doInsertLongDateTimeService(ServicePasteboard& pboard, std::string_view userData,
+                                   std::string& error);
+  void doInsertPathService(ServicePasteboard& pboard, std::string_view userData,
+                           std::string& error);
+
+  void doStatisticsService(ServicePasteboard& pboard, std::string_view userData,
+                           std::string& error);
 };
 
 namespace detail {

@@ -95,7 +95,6 @@ TEST_F(Command, ExitStatusesFollowTheContract) {
       {{"upper", "a", "b"}, "", 2, "more than one file"},
       {{"upper", "/nonexistent/file"}, "", 2, "cannot read /nonexistent/file"},
       {{"upper"}, "ok \xC3\x28 bad", 2, "invalid UTF-8 at byte 3"},
-      {{"statistics"}, "x", 2, "not available yet"},
       {{"defaults", "read", "Missing"}, "", 1, "no setting Missing"},
       {{"defaults", "frobnicate"}, "", 2, "Usage:"},
   };
