@@ -105,6 +105,17 @@ void writeResult(const ServicePasteboard& pasteboard) {
   std::fwrite(bytes.data(), 1, bytes.size(), stdout);
 }
 
+// The command stands in for the desktop: it prints an alert panel (title, then message) where the
+// provider would show a dialog.
+ServiceEnvironment commandEnvironment() {
+  ServiceEnvironment environment;
+  environment.runAlertPanel = [](std::u16string_view title, std::u16string_view message) {
+    const std::string panel = encodeUtf8(title) + "\n" + encodeUtf8(message);
+    std::fwrite(panel.data(), 1, panel.size(), stdout);
+  };
+  return environment;
+}
+
 }  // namespace
 
 int applyService(std::string_view service, std::span<const std::string_view> arguments) {
@@ -135,7 +146,7 @@ int applyService(std::string_view service, std::span<const std::string_view> arg
     return kUsageError;
   }
   const int changeCount = pasteboard.changeCount();
-  Textrix provider;
+  Textrix provider(commandEnvironment());
   std::string error;
   performService(provider, *entry, pasteboard, "", error);
   if (!error.empty()) {

@@ -143,6 +143,12 @@ TEST_F(Command, DefaultsReadWriteAndDelete) {
   EXPECT_EQ(run({"defaults", "write", "a=b", "c"}).status, 2);
 }
 
+TEST_F(Command, PrintsTheStatisticsPanel) {
+  const Outcome result = run({"statistics"}, "hello world");
+  EXPECT_EQ(result.status, 0) << result.err;
+  EXPECT_EQ(result.out, "Statistics\nCharacters:10\nSpaces:1\nTotal:11\n\nWords:2\nLines:1\n");
+}
+
 TEST_F(Command, ListsEveryServiceWithItsTitle) {
   const Outcome result = run({"list"});
   EXPECT_EQ(result.status, 0);
