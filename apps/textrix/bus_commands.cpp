@@ -165,7 +165,7 @@ int callService(std::span<const std::string_view> arguments) {
     std::fprintf(stderr, "%s\n", error.c_str());
     return kServiceFailed;
   }
-  if (!answer.empty()) {
+  if (!answer.empty() && !answer.front().get<1>().empty()) {
     const std::vector<std::uint8_t>& content = answer.front().get<1>();
     std::fwrite(content.data(), 1, content.size(), stdout);
   }
