@@ -6,6 +6,7 @@
 
 #include "commands.h"
 #include "host/catalogue.h"
+#include "selection.h"
 #include "text/encodings.h"
 
 namespace textrix::command {
@@ -17,13 +18,6 @@ struct Options {
   std::optional<std::string_view> wav;
   bool print = false;
 };
-
-std::optional<std::string_view> pasteboardTypeNamed(std::string_view name) {
-  if (name == "plain") return kStringPboardType;
-  if (name == "rtf") return kRTFPboardType;
-  if (name == "rtfd") return kRTFDPboardType;
-  return std::nullopt;
-}
 
 // Parses [FILE] [--type T] [--wav FILE] [--print] in any order; a problem is returned as text.
 std::string parseOptions(std::span<const std::string_view> arguments, Options& options) {
@@ -57,52 +51,6 @@ std::string parseOptions(std::span<const std::string_view> arguments, Options& o
     }
   }
   return {};
-}
-
-// All bytes of the file, or of standard input for none or "-"; none when they cannot be read.
-std::optional<std::string> readInput(std::optional<std::string_view> file) {
-  const bool standardInput = !file || *file == "-";
-  std::FILE* stream = standardInput ? stdin : std::fopen(std::string(*file).c_str(), "rb");
-  if (!stream) return std::nullopt;
-  std::string bytes;
-  char buffer[1 << 16];
-  std::size_t got;
-  while ((got = std::fread(buffer, 1, sizeof buffer, stream)) > 0) bytes.append(buffer, got);
-  const bool failed = std::ferror(stream);
-  if (!standardInput) std::fclose(stream);
-  if (failed) return std::nullopt;
-  return bytes;
-}
-
-std::string_view detectType(std::string_view bytes) {
-  if (bytes.starts_with(std::string_view("rtfd\0\0\0\0", 8))) return kRTFDPboardType;
-  if (bytes.starts_with("{\\rtf")) return kRTFPboardType;
-  return kStringPboardType;
-}
-
-// Puts the selection on the pasteboard as its one type; a problem with the bytes is returned.
-std::string putSelection(std::string bytes, std::string_view type, ServicePasteboard& pasteboard) {
-  pasteboard.declareTypes({std::string(type)});
-  if (type != kStringPboardType) {
-    pasteboard.setData(std::move(bytes), type);
-    return {};
-  }
-  Utf8Decoding decoded = decodeUtf8(bytes);
-  if (!decoded.ok()) return "invalid UTF-8 at byte " + std::to_string(decoded.errorOffset);
-  pasteboard.setString(std::move(decoded.text), type);
-  return {};
-}
-
-void writeResult(const ServicePasteboard& pasteboard) {
-  if (pasteboard.types().empty()) return;
-  const std::string& type = pasteboard.types().front();
-  std::string bytes;
-  if (auto string = pasteboard.stringForType(type)) {
-    bytes = encodeUtf8(*string);
-  } else if (auto data = pasteboard.dataForType(type)) {
-    bytes = *data;
-  }
-  std::fwrite(bytes.data(), 1, bytes.size(), stdout);
 }
 
 // The command stands in for the desktop: it prints an alert panel (title, then message) where the

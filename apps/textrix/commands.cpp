@@ -12,6 +12,8 @@ constexpr std::string_view kUsage =
     "Usage: textrix SERVICE [FILE] [--type plain|rtf|rtfd] [--wav FILE] [--print]\n"
     "       textrix list\n"
     "       textrix defaults read [KEY] | write KEY VALUE | delete KEY\n"
+    "       textrix serve [--slice SECONDS]\n"
+    "       textrix call SERVICE [FILE] [--type plain|rtf|rtfd] [--application NAME]\n"
     "       textrix --help | --version\n";
 
 constexpr std::string_view kDescription =
@@ -22,7 +24,8 @@ constexpr std::string_view kDescription =
     "flat RTFD signature is RTFD; --type overrides the detection. The result has the type the\n"
     "service wrote: plain text, RTF or flat RTFD.\n"
     "\n"
-    "Exit status: 0 done, 1 the service reported its message, 2 bad usage or input.\n"
+    "Exit status: 0 done, 1 the service reported its message, 2 bad usage or input,\n"
+    "3 the session bus or the provider cannot be reached (textrix call, textrix serve).\n"
     "Settings live in $TEXTRIX_DEFAULTS, else $XDG_CONFIG_HOME/textrix/defaults.\n";
 
 void write(std::FILE* stream, std::string_view text) {
@@ -62,6 +65,8 @@ int run(std::span<const std::string_view> arguments) {
   if (first == "--version") return version();
   if (first == "list") return rest.empty() ? listServices() : usageError("list takes no arguments");
   if (first == "defaults") return defaults(rest);
+  if (first == "serve") return serve(rest);
+  if (first == "call") return callService(rest);
   return applyService(first, rest);
 }
 

@@ -1,4 +1,5 @@
-// textrix: applies a text service as a filter, keeps the settings, and (later) runs the provider.
+// textrix: applies a text service as a filter, keeps the settings, runs the provider on the
+// session bus and sends it requests.
 #include <clocale>
 #include <cstdio>
 #include <string>

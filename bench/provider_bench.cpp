@@ -1,0 +1,150 @@
+// Round trips to the provider, each on a private dbus-daemon whose service directory is the build
+// tree's: a warm request with a 4 KiB selection, and a cold start (activation and first request).
+// Prints the median and the 99th percentile of each.
+//
+//   build/provider_bench [WARM_REQUESTS] [COLD_STARTS]     (defaults 5000 and 40)
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "host/bus_adaptor.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// A dbus-daemon of its own, stopped on destruction (the provider it started then ends too).
+class PrivateBus {
+ public:
+  explicit PrivateBus(const std::filesystem::path& directory) {
+    const auto config = directory / "bus.conf";
+    std::ofstream(config)
+        << "<busconfig>\n  <type>session</type>\n  <listen>unix:dir=" << directory.string()
+        << "</listen>\n  <auth>EXTERNAL</auth>\n  <servicedir>" TEXTRIX_SERVICE_DIR
+           "</servicedir>\n  <policy context=\"default\">\n"
+           "    <allow send_destination=\"*\" eavesdrop=\"true\"/>\n"
+           "    <allow eavesdrop=\"true\"/>\n    <allow own=\"*\"/>\n"
+           "  </policy>\n</busconfig>\n";
+    int output[2];
+    if (::pipe(output) != 0) return;
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_adddup2(&actions, output[1], 1);
+    posix_spawn_file_actions_addclose(&actions, output[0]);
+    posix_spawn_file_actions_addopen(&actions, 2, (directory / "bus.log").c_str(),
+                                     O_WRONLY | O_CREAT | O_APPEND, 0600);
+    std::vector<std::string> strings = {"dbus-daemon", "--config-file=" + config.string(),
+                                        "--nofork", "--print-address"};
+    std::vector<std::string> environment = {"TEXTRIX_DEFAULTS=" + (directory / "defaults").string(),
+                                            "TEXTRIX_SLICE_SECONDS=600", "PATH=/usr/bin:/bin",
+                                            "LC_ALL=C.UTF-8"};
+    std::vector<char*> argv, envp;
+    for (std::string& s : strings) argv.push_back(s.data());
+    argv.push_back(nullptr);
+    for (std::string& s : environment) envp.push_back(s.data());
+    envp.push_back(nullptr);
+    posix_spawnp(&pid_, "dbus-daemon", &actions, nullptr, argv.data(), envp.data());
+    posix_spawn_file_actions_destroy(&actions);
+    ::close(output[1]);
+    char c;
+    pollfd descriptor{output[0], POLLIN, 0};
+    while (::poll(&descriptor, 1, 30'000) > 0 && ::read(output[0], &c, 1) == 1 && c != '\n') {
+      address_ += c;
+    }
+    ::close(output[0]);
+  }
+  ~PrivateBus() {
+    if (pid_ > 0) {
+      ::kill(pid_, SIGTERM);
+      ::waitpid(pid_, nullptr, 0);
+    }
+  }
+  PrivateBus(const PrivateBus&) = delete;
+  PrivateBus& operator=(const PrivateBus&) = delete;
+
+  const std::string& address() const { return address_; }
+
+ private:
+  pid_t pid_ = -1;
+  std::string address_;
+};
+
+textrix::BusPasteboard selection() {
+  std::string text;
+  while (text.size() < 4096) text += "The quick brown fox jumps over the lazy dog.\n";
+  text.resize(4096);
+  return {{"text/plain;charset=utf-8", std::vector<std::uint8_t>(text.begin(), text.end())}};
+}
+
+// One Perform of upper on the selection; its time in microseconds.
+double roundTrip(sdbus::IProxy& proxy, const textrix::BusPasteboard& pasteboard) {
+  textrix::BusPasteboard answer;
+  std::string error;
+  const Clock::time_point start = Clock::now();
+  proxy.callMethod("Perform")
+      .onInterface(std::string(textrix::kInterfaceName))
+      .withArguments(std::string("upper"), pasteboard, std::string(), textrix::BusOptions{})
+      .storeResultsTo(answer, error);
+  const double micros = std::chrono::duration<double, std::micro>(Clock::now() - start).count();
+  if (answer.size() != 1 || answer[0].get<1>().size() != 4096) {
+    std::fprintf(stderr, "provider_bench: unexpected answer\n");
+    std::exit(1);
+  }
+  return micros;
+}
+
+void report(const char* name, std::vector<double> micros) {
+  std::sort(micros.begin(), micros.end());
+  const double median = micros[micros.size() / 2];
+  const double p99 = micros[std::min(micros.size() - 1, micros.size() * 99 / 100)];
+  std::printf("%-40s n=%-6zu median %9.1f us   p99 %9.1f us\n", name, micros.size(), median, p99);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const int warmRequests = argc > 1 ? std::atoi(argv[1]) : 5000;
+  const int coldStarts = argc > 2 ? std::atoi(argv[2]) : 40;
+  const auto directory = std::filesystem::temp_directory_path() /
+                         ("textrix-provider-bench-" + std::to_string(getpid()));
+  std::filesystem::create_directories(directory);
+  const textrix::BusPasteboard pasteboard = selection();
+  try {
+    {
+      PrivateBus bus(directory);
+      auto connection = sdbus::createSessionBusConnectionWithAddress(bus.address());
+      auto proxy = sdbus::createProxy(*connection, std::string(textrix::kBusName),
+                                      std::string(textrix::kObjectPath));
+      for (int i = 0; i < 200; ++i) roundTrip(*proxy, pasteboard);
+      std::vector<double> micros;
+      for (int i = 0; i < warmRequests; ++i) micros.push_back(roundTrip(*proxy, pasteboard));
+      report("warm round trip, upper, 4 KiB", micros);
+    }
+    std::vector<double> micros;
+    for (int i = 0; i < coldStarts; ++i) {
+      PrivateBus bus(directory);
+      auto connection = sdbus::createSessionBusConnectionWithAddress(bus.address());
+      auto proxy = sdbus::createProxy(*connection, std::string(textrix::kBusName),
+                                      std::string(textrix::kObjectPath));
+      micros.push_back(roundTrip(*proxy, pasteboard));
+    }
+    report("cold start: activation + first request", micros);
+  } catch (const sdbus::Error& error) {
+    std::fprintf(stderr, "provider_bench: %s\n", error.what());
+    std::filesystem::remove_all(directory);
+    return 1;
+  }
+  std::filesystem::remove_all(directory);
+  return 0;
+}
