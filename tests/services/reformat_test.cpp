@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 #include "host/messages.h"
 #include "host/textrix.h"
@@ -11,24 +12,17 @@
 namespace textrix {
 namespace {
 
-AttributeDictionary sized(double points) {
+// A font of size points and, when spacing is given, a paragraph style with that paragraph
+// spacing, 3 points before and an indent.
+AttributeDictionary styled(double size, std::optional<double> spacing = std::nullopt) {
   AttributeDictionary attributes;
-  attributes.setObject(Font{"Helvetica", points}, kFontAttributeName);
+  attributes.setObject(Font{"Helvetica", size}, kFontAttributeName);
+  if (spacing) {
+    attributes.setObject(
+        ParagraphStyle{.headIndent = 7, .paragraphSpacing = *spacing, .paragraphSpacingBefore = 3},
+        kParagraphStyleAttributeName);
+  }
   return attributes;
-}
-
-AttributeDictionary spaced(double after, double before) {
-  ParagraphStyle style;
-  style.paragraphSpacing = after;
-  style.paragraphSpacingBefore = before;
-  style.headIndent = 7;
-  AttributeDictionary attributes = sized(12);
-  attributes.setObject(style, kParagraphStyleAttributeName);
-  return attributes;
-}
-
-AttributedText reformatted(const AttributedText& text) {
-  return reformattedAttributedStringByRemovingCharactersOfString(text, kReformatRemovedCharacters);
 }
 
 TEST(PlainReformat, JoinsLinesIntoParagraphsSeparatedByTheBlankLinesTerminator) {
@@ -46,7 +40,6 @@ TEST(PlainReformat, JoinsLinesIntoParagraphsSeparatedByTheBlankLinesTerminator) 
       {u"a\n\n", u"a\n"},                  // a blank last line leaves one terminator
       {u"a\n  ", u"a"},                    // a blank last line without one leaves nothing
       {u"<<x>> y", u"x y"},
-      {u"", u""},
       {u" \n\n", u""},
   };
   for (const Row& row : rows) {
@@ -54,7 +47,6 @@ TEST(PlainReformat, JoinsLinesIntoParagraphsSeparatedByTheBlankLinesTerminator) 
     EXPECT_EQ(reformattedStringByRemovingCharactersOfString(row.text, kReformatRemovedCharacters),
               row.expected);
   }
-  EXPECT_EQ(reformattedStringByRemovingCharactersOfString(u"> a\n> b", u""), u"> a > b");
 }
 
 TEST(TrimForReformatting, CollapsesBlanksAndLooksOnlyAtTheWorkingLength) {
@@ -69,12 +61,9 @@ TEST(TrimForReformatting, CollapsesBlanksAndLooksOnlyAtTheWorkingLength) {
       {u"  x\n", u"x\n", true},
       {u"a\tb\n", u"a b\n", true},
       {u" a  b", u"a b", true},
-      {u"x  ", u"x ", true},
-      // Runs at the end of a text with many runs are not reached.
-      {u"a  b  c  d", u"a b c  d", true},
+      {u"a  b  c  d", u"a b c  d", true},  // the last run is not reached
       {u"   ", u" ", false},
       {u" \n", u"\n", false},
-      {u"\n", u"\n", false},
       {u"\uFFFC\n", u"\uFFFC\n", true},  // an attachment is content
       {u"", u"", false},
   };
@@ -86,89 +75,62 @@ TEST(TrimForReformatting, CollapsesBlanksAndLooksOnlyAtTheWorkingLength) {
   }
 }
 
-TEST(AttributedReformat, JoinsLinesBySizeOfTheirFonts) {
-  struct Row {
-    double first;
-    double second;
-    std::u16string_view expected;
-  };
-  const Row rows[] = {
-      {12, 12, u"a b"},    {12, 18, u"a\n\nb"},  // a heading gets a blank line before it
-      {12, 14, u"a\n\nb"}, {12, 13.5, u"a\nb"},  // larger by less than 2 points
-      {18, 12, u"a\nb"},
-  };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(testing::Message() << row.first << " then " << row.second);
-    AttributedText text(u"a\n", sized(row.first));
-    text.appendString(u"b\n", sized(row.second));
-    EXPECT_EQ(reformatted(text).string(), row.expected);
-  }
-}
-
-TEST(AttributedReformat, EndsParagraphsAtBlankLongAndSpacedLines) {
+TEST(AttributedReformat, EndsParagraphsAtBlankLongSpacedAndLargerLines) {
   const std::u16string longLine(121, u'x');
   const std::u16string shortLine(119, u'x');
-  struct Row {
+  struct Piece {
     std::u16string text;
+    double size = 12;
+    std::optional<double> spacing;
+  };
+  struct Row {
+    std::vector<Piece> pieces;
     std::u16string expected;
   };
   const Row rows[] = {
-      {u"a\n\n\n b\n", u"a\n\nb"},
-      {longLine + u"\nb", longLine + u"\n\nb"},
-      // 120 units with the terminator: not long.
-      {shortLine + u"\nb", shortLine + u" b"},
-      // A long line ending in a line separator is a wrapped line.
-      {longLine + u"\u2028b", longLine + u" b"},
-      // The trailing space counts: 120 units, a space and the terminator.
-      {shortLine + u"x \nb", shortLine + u"x\n\nb"},
-      // An unterminated last line that starts with blanks counts as blank.
-      {u"a\n  b", u"a"},
-      {u"> a\n<b>\n", u"a b"},
-      {u"", u""},
+      {{{u"a\n"}, {u"b\n"}}, u"a b"},
+      {{{u"a\n"}, {u"b\n", 18}}, u"a\n\nb"},  // a heading gets a blank line before it
+      {{{u"a\n"}, {u"b\n", 13.5}}, u"a\nb"},  // larger by less than 2 points
+      {{{u"a\n", 18}, {u"b\n"}}, u"a\nb"},
+      {{{u"a\n\n\n b\n"}}, u"a\n\nb"},
+      {{{longLine + u"\nb"}}, longLine + u"\n\nb"},
+      {{{shortLine + u"\nb"}}, shortLine + u" b"},        // 120 units with the terminator
+      {{{longLine + u"\u2028b"}}, longLine + u" b"},      // ends in a line separator
+      {{{shortLine + u"x \nb"}}, shortLine + u"x\n\nb"},  // the trailing space counts
+      {{{u"a\n  b"}}, u"a"},  // an unterminated last line that starts with blanks is blank
+      {{{u"> a\n<b>\n"}}, u"a b"},
+      {{{u"a\n", 12, 6}, {u"b\n", 12, 1}, {u"c"}}, u"a\n\nb c"},  // 1 point is no paragraph end
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(testing::Message() << "row " << &row - rows);
-    EXPECT_EQ(reformatted(AttributedText(row.text, sized(12))).string(), row.expected);
+    AttributedText text;
+    for (const Piece& piece : row.pieces) {
+      text.appendString(piece.text, styled(piece.size, piece.spacing));
+    }
+    EXPECT_EQ(reformattedAttributedStringByRemovingCharactersOfString(text, u"<>").string(),
+              row.expected);
   }
 }
 
-TEST(AttributedReformat, EndsParagraphAfterSpacingAndClearsEveryLinesSpacing) {
-  AttributedText text(u"a\n", spaced(6, 3));
-  text.appendString(u"b\n", spaced(1, 0));  // 1 point is no paragraph end
-  text.appendString(u"c", sized(12));
-  const AttributedText result = reformatted(text);
-  EXPECT_EQ(result.string(), u"a\n\nb c");
-  ParagraphStyle flat;
-  flat.headIndent = 7;
-  for (std::size_t i : {0, 3}) {
-    SCOPED_TRACE(i);
-    const ParagraphStyle* style =
-        result.attributesAtIndex(i).get<ParagraphStyle>(kParagraphStyleAttributeName);
-    ASSERT_NE(style, nullptr);
-    EXPECT_EQ(*style, flat);
-  }
-  EXPECT_EQ(result.attributesAtIndex(5).find(kParagraphStyleAttributeName), nullptr);
+TEST(AttributedReformat, GivesEachLineTheStyleOfItsFirstCharacterWithoutSpacing) {
+  AttributedText text(u"a", styled(12, 6));
+  text.appendString(u"b\n", styled(12));
+  text.appendString(u"c", styled(12));
+  text.appendString(u"d", styled(12, 6));  // dropped: the line's first character has no style
+  AttributeDictionary flat = styled(12);
+  flat.setObject(ParagraphStyle{.headIndent = 7}, kParagraphStyleAttributeName);
+  AttributedText expected(u"ab\n\n", flat);  // the separator takes the attributes before it
+  expected.appendString(u"cd", styled(12));
+  EXPECT_EQ(reformattedAttributedStringByRemovingCharactersOfString(text, u""), expected);
 }
 
-TEST(AttributedReformat, TakesTheFirstCharactersStyleForTheLineAndKeepsFonts) {
-  AttributedText text(u"a", sized(12));
-  text.appendString(u"b\n", spaced(0, 4));  // a style after the first character is dropped
-  text.appendString(u"c", sized(18));
-  const AttributedText result = reformatted(text);
-  AttributedText expected(u"ab", sized(12));
-  expected.appendString(u"\n\n", sized(12));  // separators take the attributes before them
-  expected.appendString(u"c", sized(18));
-  EXPECT_EQ(result, expected);
-}
-
-TEST(ReformatService, ReformatsPlainAndRichText) {
+TEST(ReformatService, ReformatsPlainAndRichTextAndReportsAMissingText) {
   Textrix provider;
+  std::string error;
   ServicePasteboard plain("request");
   plain.declareTypes({std::string(kStringPboardType)});
   plain.setString(u"> one\n> two\n\n> three", kStringPboardType);
-  std::string error;
   provider.doReformatService(plain, "", error);
-  EXPECT_EQ(error, "");
   EXPECT_EQ(plain.stringForType(kStringPboardType), u"one two\n\nthree");
 
   ServicePasteboard rich("request");
@@ -180,9 +142,9 @@ TEST(ReformatService, ReformatsPlainAndRichText) {
   provider.doReformatService(rich, "", error);
   EXPECT_EQ(error, "");
   ASSERT_EQ(rich.types(), std::vector<std::string>{std::string(kRTFPboardType)});
-  const RichTextReading reading = readRtf(*rich.dataForType(kRTFPboardType));
-  EXPECT_EQ(reading.text.string(), u"one two\n\nBig");
-  EXPECT_TRUE(reading.text.attributesAtIndex(4).get<Font>(kFontAttributeName)->bold);
+  const AttributedText result = readRtf(*rich.dataForType(kRTFPboardType)).text;
+  EXPECT_EQ(result.string(), u"one two\n\nBig");
+  EXPECT_TRUE(result.attributesAtIndex(4).get<Font>(kFontAttributeName)->bold);
 
   ServicePasteboard empty("request");
   provider.doReformatService(empty, "", error);
