@@ -78,36 +78,39 @@ TEST(TrimForReformatting, CollapsesBlanksAndLooksOnlyAtTheWorkingLength) {
 TEST(AttributedReformat, EndsParagraphsAtBlankLongSpacedAndLargerLines) {
   const std::u16string longLine(121, u'x');
   const std::u16string shortLine(119, u'x');
-  struct Piece {
-    std::u16string text;
-    double size = 12;
-    std::optional<double> spacing;
+  // Pieces of text, each in a font of a size (12 points unless given) and with a paragraph
+  // spacing when given.
+  const auto piece = [](std::u16string_view text, double size = 12,
+                        std::optional<double> spacing = std::nullopt) {
+    return AttributedText(text, styled(size, spacing));
+  };
+  const auto joined = [](std::initializer_list<AttributedText> pieces) {
+    AttributedText text;
+    for (const AttributedText& p : pieces) text.appendString(p);
+    return text;
   };
   struct Row {
-    std::vector<Piece> pieces;
+    AttributedText text;
     std::u16string expected;
   };
   const Row rows[] = {
-      {{{u"a\n"}, {u"b\n"}}, u"a b"},
-      {{{u"a\n"}, {u"b\n", 18}}, u"a\n\nb"},  // a heading gets a blank line before it
-      {{{u"a\n"}, {u"b\n", 13.5}}, u"a\nb"},  // larger by less than 2 points
-      {{{u"a\n", 18}, {u"b\n"}}, u"a\nb"},
-      {{{u"a\n\n\n b\n"}}, u"a\n\nb"},
-      {{{longLine + u"\nb"}}, longLine + u"\n\nb"},
-      {{{shortLine + u"\nb"}}, shortLine + u" b"},        // 120 units with the terminator
-      {{{longLine + u"\u2028b"}}, longLine + u" b"},      // ends in a line separator
-      {{{shortLine + u"x \nb"}}, shortLine + u"x\n\nb"},  // the trailing space counts
-      {{{u"a\n  b"}}, u"a"},  // an unterminated last line that starts with blanks is blank
-      {{{u"> a\n<b>\n"}}, u"a b"},
-      {{{u"a\n", 12, 6}, {u"b\n", 12, 1}, {u"c"}}, u"a\n\nb c"},  // 1 point is no paragraph end
+      {joined({piece(u"a\n"), piece(u"b\n")}), u"a b"},
+      {joined({piece(u"a\n"), piece(u"b\n", 18)}), u"a\n\nb"},  // a heading: a blank line before
+      {joined({piece(u"a\n"), piece(u"b\n", 13.5)}), u"a\nb"},  // larger by less than 2 points
+      {joined({piece(u"a\n", 18), piece(u"b\n")}), u"a\nb"},
+      {piece(u"a\n\n\n b\n"), u"a\n\nb"},
+      {piece(longLine + u"\nb"), longLine + u"\n\nb"},
+      {piece(shortLine + u"\nb"), shortLine + u" b"},        // 120 units with the terminator
+      {piece(longLine + u"\u2028b"), longLine + u" b"},      // ends in a line separator
+      {piece(shortLine + u"x \nb"), shortLine + u"x\n\nb"},  // the trailing space counts
+      {piece(u"a\n  b"), u"a"},  // an unterminated last line that starts with blanks is blank
+      {piece(u"> a\n<b>\n"), u"a b"},
+      // A paragraph spacing of 1 point is no paragraph end.
+      {joined({piece(u"a\n", 12, 6), piece(u"b\n", 12, 1), piece(u"c")}), u"a\n\nb c"},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(testing::Message() << "row " << &row - rows);
-    AttributedText text;
-    for (const Piece& piece : row.pieces) {
-      text.appendString(piece.text, styled(piece.size, piece.spacing));
-    }
-    EXPECT_EQ(reformattedAttributedStringByRemovingCharactersOfString(text, u"<>").string(),
+    EXPECT_EQ(reformattedAttributedStringByRemovingCharactersOfString(row.text, u"<>").string(),
               row.expected);
   }
 }
