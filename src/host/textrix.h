@@ -65,6 +65,20 @@ class Textrix final : public Service {
   void replaceLineEndingsService(ServicePasteboard& pboard, std::string_view userData,
                                  std::string& error, std::u16string_view substitute);
 
+  void doReformatService(ServicePasteboard& pboard, std::string_view userData, std::string& error);
+
+  void doRemoveQuotesService(ServicePasteboard& pboard, std::string_view userData,
+                             std::string& error);
+  void doSmartQuotesService(ServicePasteboard& pboard, std::string_view userData,
+                            std::string& error);
+  void doStraightQuotesService(ServicePasteboard& pboard, std::string_view userData,
+                               std::string& error);
+
+  void doRemoveAttachmentsService(ServicePasteboard& pboard, std::string_view userData,
+                                  std::string& error);
+  void doRemoveLinksService(ServicePasteboard& pboard, std::string_view userData,
+                            std::string& error);
+
   void doRotateService(ServicePasteboard& pboard, std::string_view userData, std::string& error);
   void doMac2WindowsService(ServicePasteboard& pboard, std::string_view userData,
                             std::string& error);

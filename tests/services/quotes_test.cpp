@@ -1,0 +1,168 @@
+#include "services/quotes.h"
+
+#include <gtest/gtest.h>
+#include <libintl.h>
+
+#include <clocale>
+#include <cstdlib>
+#include <string>
+
+#include "host/messages.h"
+#include "host/textrix.h"
+#include "rich/rtf.h"
+
+namespace textrix {
+namespace {
+
+// The catalogs come from the build tree; set before the first look-up binds the text domain.
+const bool kCatalogsOfTheBuildTree = [] {
+  setenv("TEXTRIX_LOCALEDIR", TEXTRIX_BUILD_LOCALEDIR, 1);
+  return true;
+}();
+
+// Pieces of text that alternate between a black regular and a red bold font.
+AttributedText alternating(std::initializer_list<std::u16string_view> pieces) {
+  AttributedText text;
+  bool red = false;
+  for (std::u16string_view piece : pieces) {
+    AttributeDictionary attributes;
+    attributes.setObject(Color{red ? 1.0 : 0.0, 0, 0, 1}, kForegroundColorAttributeName);
+    attributes.setObject(Font{"Times", 14, red}, kFontAttributeName);
+    text.appendString(piece, attributes);
+    red = !red;
+  }
+  return text;
+}
+
+TEST(SmartQuotes, AlternatesAtTheIndicesOfTheUneditedText) {
+  struct Row {
+    SmartQuotes quotes;
+    std::u16string_view text;
+    std::u16string_view expected;
+  };
+  const Row rows[] = {
+      {{}, u"say \"hi\" it's", u"say \u201Ehi\u201D it\u2019s"},
+      {{}, u"\"\"\"", u"\u201E\u201D\u201E"},  // an odd count leaves the last one opening
+      {{}, u"\"a\n\n\"b 'c'", u"\u201Ea\n\n\u201Db \u2019c\u2019"},
+      // A longer opening mark pushes the "a" to where the closing one is put.
+      {{u"<<", u">>", u"'"}, u"\"a\"", u"<<>>\""},
+      {{u"<<", u">>", u"'"}, u"\"\"x", u"<>>\"x"},  // lands inside the mark before
+      // Empty marks pull later units in; a replacement beyond the end is left out.
+      {{u"", u"", u"'"}, u"\"a\"b\"c", u"a\"\"c"},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(testing::Message() << "row " << &row - rows);
+    std::u16string text(row.text);
+    convertToSmartQuotes(text, row.quotes);
+    EXPECT_EQ(text, row.expected);
+    AttributedText rich = alternating({row.text});
+    convertToSmartQuotes(rich, row.quotes);
+    EXPECT_EQ(rich, alternating({row.expected}));
+  }
+}
+
+TEST(StraightQuotes, ReplacesTheTwoFixedSetsOnly) {
+  std::u16string text = u"\u00ABa\u00BB \u2018b\u2019 \u00B4c` \u201Cd\u201D \u201Ee";
+  convertToStraightQuotes(text);
+  EXPECT_EQ(text, u"\"a\" 'b' 'c' \"d\" \"e");
+  const std::u16string untouched = u"\u2039\u203A\u201A\u201B\u201F'\"aA";
+  text = untouched;
+  convertToStraightQuotes(text);
+  EXPECT_EQ(text, untouched);
+}
+
+// Selects the language of the catalogs for one test. gettext ignores LANGUAGE while the messages
+// locale is "C", but not under C.UTF-8, which glibc has without a generated locale.
+class LocalizedQuotes : public testing::Test {
+ protected:
+  void selectLanguage(const char* language) {
+    if (!std::setlocale(LC_MESSAGES, "C.UTF-8")) GTEST_SKIP() << "no C.UTF-8 locale";
+    setenv("LANGUAGE", language, 1);
+    textdomain(textdomain(nullptr));  // forgets the translations looked up so far
+  }
+  void TearDown() override {
+    unsetenv("LANGUAGE");
+    std::setlocale(LC_MESSAGES, "C");
+    textdomain(textdomain(nullptr));
+  }
+};
+
+TEST_F(LocalizedQuotes, ComeFromTheCatalogOfTheLanguageOrAreTheKeys) {
+  struct Row {
+    const char* language;
+    std::u16string_view opening;
+    std::u16string_view closing;
+  };
+  const Row rows[] = {
+      {"en", u"\u201C", u"\u201D"},
+      {"de", u"\u201E", u"\u201C"},
+      {"fr", u"\u00AB", u"\u00BB"},
+      {"la", u"\u201E", u"\u201D"},  // no catalog
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.language);
+    selectLanguage(row.language);
+    if (IsSkipped()) return;
+    const SmartQuotes quotes = localizedSmartQuotes();
+    EXPECT_EQ(quotes.opening, row.opening);
+    EXPECT_EQ(quotes.closing, row.closing);
+    EXPECT_EQ(quotes.apostrophe, u"\u2019");
+  }
+}
+
+ServicePasteboard richPasteboard(const AttributedText& text) {
+  ServicePasteboard pasteboard("request");
+  pasteboard.declareTypes({std::string(kRTFPboardType)});
+  pasteboard.setData(writeRtf(text), kRTFPboardType);
+  return pasteboard;
+}
+
+AttributedText readRichResult(const ServicePasteboard& pasteboard) {
+  const std::optional<std::string_view> bytes = pasteboard.dataForType(kRTFPboardType);
+  return bytes ? readRtf(*bytes).text : AttributedText();
+}
+
+TEST(QuoteServices, EditPlainAndRichTextAndReportAMissingText) {
+  using Handler = void (Textrix::*)(ServicePasteboard&, std::string_view, std::string&);
+  struct Case {
+    Handler handler;
+    std::string_view message;
+    std::u16string_view plain;
+    std::u16string_view plainResult;
+    AttributedText rich;
+    AttributedText richResult;
+  };
+  const Case cases[] = {
+      {&Textrix::doRemoveQuotesService, kRemoveQuotesMessage, u"> a\n>> b <c>", u" a\n b c",
+       alternating({u">", u"> a", u"<b>"}), alternating({u"", u" a", u"b"})},
+      {&Textrix::doSmartQuotesService, kQuotesMessage, u"\"it's\"", u"\u201Eit\u2019s\u201D",
+       alternating({u"\"", u"a", u"'", u"\""}),
+       alternating({u"\u201E", u"a", u"\u2019", u"\u201D"})},
+      {&Textrix::doStraightQuotesService, kQuotesMessage, u"\u201Cit\u2019s\u201D", u"\"it's\"",
+       alternating({u"\u00AB", u"a", u"\u2019", u"\u00BB"}),
+       alternating({u"\"", u"a", u"'", u"\""})},
+  };
+  Textrix provider;
+  for (const Case& test : cases) {
+    SCOPED_TRACE(test.message);
+    std::string error;
+    ServicePasteboard plain("request");
+    plain.declareTypes({std::string(kStringPboardType)});
+    plain.setString(std::u16string(test.plain), kStringPboardType);
+    (provider.*test.handler)(plain, "", error);
+    EXPECT_EQ(plain.stringForType(kStringPboardType), test.plainResult);
+
+    ServicePasteboard rich = richPasteboard(test.rich);
+    (provider.*test.handler)(rich, "", error);
+    EXPECT_EQ(error, "");
+    EXPECT_EQ(readRichResult(rich), test.richResult);
+
+    ServicePasteboard empty("request");
+    (provider.*test.handler)(empty, "", error);
+    EXPECT_EQ(error, test.message);
+    EXPECT_TRUE(empty.types().empty());
+  }
+}
+
+}  // namespace
+}  // namespace textrix
