@@ -3,6 +3,7 @@
 #include <libintl.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <mutex>
 
 #include "text/encodings.h"
@@ -10,11 +11,25 @@
 namespace textrix {
 namespace {
 
+// The catalogs' directory: $TEXTRIX_LOCALEDIR, else the one installed beside this program (so an
+// install under any prefix finds its own), else the one of the configured prefix.
+std::string catalogDirectory() {
+  if (const char* directory = std::getenv("TEXTRIX_LOCALEDIR"); directory && *directory) {
+    return directory;
+  }
+  std::error_code error;
+  const std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe", error);
+  if (!error) {
+    const std::filesystem::path beside = program.parent_path() / TEXTRIX_LOCALEDIR_FROM_BINDIR;
+    if (std::filesystem::is_directory(beside, error)) return beside.lexically_normal().string();
+  }
+  return TEXTRIX_INSTALLED_LOCALEDIR;
+}
+
 void bindCatalogs() {
   static std::once_flag bound;
   std::call_once(bound, [] {
-    const char* directory = std::getenv("TEXTRIX_LOCALEDIR");
-    bindtextdomain(kTextDomain, directory && *directory ? directory : TEXTRIX_INSTALLED_LOCALEDIR);
+    bindtextdomain(kTextDomain, catalogDirectory().c_str());
     bind_textdomain_codeset(kTextDomain, "UTF-8");
   });
 }

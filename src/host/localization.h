@@ -14,8 +14,8 @@ namespace textrix {
 inline constexpr const char* kTextDomain = "textrix";
 
 // The translation of key (UTF-8) in the user's language; value when there is none and value is not
-// empty, else key itself. Catalogs are looked up in $TEXTRIX_LOCALEDIR when set, else in the
-// installed locale directory.
+// empty, else key itself. Catalogs are looked up in $TEXTRIX_LOCALEDIR when set, else in the locale
+// directory installed beside the program, else in that of the configured prefix.
 std::u16string localizedStringForKey(std::string_view key, std::u16string_view value = {});
 
 }  // namespace textrix
