@@ -199,29 +199,69 @@ std::size_t decodeInto(std::string_view bytes, char16_t* target, std::size_t* er
         continue;
       }
     }
-    if (data[i] < 0x80) {
-      if constexpr (kWrite) target[units] = data[i];
-      ++units;
-      ++i;
-      continue;
-    }
-    const Utf8Sequence sequence = nextUtf8Sequence(data + i, size - i);
-    if (kStrict && !sequence.valid) {
-      *errorOffset = i;
-      return units;
-    }
-    const char32_t c = sequence.valid ? sequence.codePoint : 0xFFFD;
-    if (c < 0x10000) {
-      if constexpr (kWrite) target[units] = static_cast<char16_t>(c);
-      ++units;
-    } else {
-      if constexpr (kWrite) {
-        target[units] = static_cast<char16_t>(0xD7C0 + (c >> 10));
-        target[units + 1] = static_cast<char16_t>(0xDC00 | (c & 0x3FF));
+    // One sequence at a time to the end of the block, which is then not checked again at each byte.
+    for (const std::size_t stop = std::min(size, i + kAsciiBlock); i < stop;) {
+      if (data[i] < 0x80) {
+        if constexpr (kWrite) target[units] = data[i];
+        ++units;
+        ++i;
+        continue;
       }
-      units += 2;
+      if (size - i >= 4) {
+        // The well-formed sequences inline, without a look at the bytes available; the code point
+        // shows an overlong form, a surrogate or a value above U+10FFFF.
+        const std::uint32_t second = data[i + 1] & 0x3Fu;
+        const std::uint32_t third = data[i + 2] & 0x3Fu;
+        if ((data[i] & 0xE0) == 0xC0 && isTrail(data[i + 1]) && data[i] >= 0xC2) {
+          if constexpr (kWrite)
+            target[units] = static_cast<char16_t>((data[i] & 0x1Fu) << 6 | second);
+          ++units;
+          i += 2;
+          continue;
+        }
+        if ((data[i] & 0xF0) == 0xE0 && isTrail(data[i + 1]) && isTrail(data[i + 2])) {
+          const std::uint32_t c = (data[i] & 0x0Fu) << 12 | second << 6 | third;
+          if (c >= 0x800 && (c & 0xF800) != 0xD800) {
+            if constexpr (kWrite) target[units] = static_cast<char16_t>(c);
+            ++units;
+            i += 3;
+            continue;
+          }
+        }
+        if ((data[i] & 0xF8) == 0xF0 && isTrail(data[i + 1]) && isTrail(data[i + 2]) &&
+            isTrail(data[i + 3])) {
+          const std::uint32_t c =
+              (data[i] & 0x07u) << 18 | second << 12 | third << 6 | (data[i + 3] & 0x3Fu);
+          if (c >= 0x10000 && c <= 0x10FFFF) {
+            if constexpr (kWrite) {
+              target[units] = static_cast<char16_t>(0xD7C0 + (c >> 10));
+              target[units + 1] = static_cast<char16_t>(0xDC00 | (c & 0x3FF));
+            }
+            units += 2;
+            i += 4;
+            continue;
+          }
+        }
+      }
+      // Near the end, and where the bytes are ill-formed.
+      const Utf8Sequence sequence = nextUtf8Sequence(data + i, size - i);
+      if (kStrict && !sequence.valid) {
+        *errorOffset = i;
+        return units;
+      }
+      const char32_t c = sequence.valid ? sequence.codePoint : 0xFFFD;
+      if (c < 0x10000) {
+        if constexpr (kWrite) target[units] = static_cast<char16_t>(c);
+        ++units;
+      } else {
+        if constexpr (kWrite) {
+          target[units] = static_cast<char16_t>(0xD7C0 + (c >> 10));
+          target[units + 1] = static_cast<char16_t>(0xDC00 | (c & 0x3FF));
+        }
+        units += 2;
+      }
+      i += sequence.length;
     }
-    i += sequence.length;
   }
   return units;
 }
@@ -277,24 +317,28 @@ std::size_t encodeInto(std::u16string_view text, char* target) {
         continue;
       }
     }
-    std::uint32_t c = units[i++];
-    if (c < 0x80) {
-      put(bytes++, c);
-    } else if (c < 0x800) {
-      put(bytes++, 0xC0 | c >> 6);
-      put(bytes++, 0x80 | (c & 0x3F));
-    } else if (isLeadSurrogate(static_cast<char16_t>(c)) && i < size &&
-               isTrailSurrogate(units[i])) {
-      c = 0x10000 + ((c - 0xD800) << 10) + (units[i++] - 0xDC00u);
-      put(bytes++, 0xF0 | c >> 18);
-      put(bytes++, 0x80 | (c >> 12 & 0x3F));
-      put(bytes++, 0x80 | (c >> 6 & 0x3F));
-      put(bytes++, 0x80 | (c & 0x3F));
-    } else {
-      if (isSurrogate(static_cast<char16_t>(c))) c = 0xFFFD;
-      put(bytes++, 0xE0 | c >> 12);
-      put(bytes++, 0x80 | (c >> 6 & 0x3F));
-      put(bytes++, 0x80 | (c & 0x3F));
+    // One character at a time to the end of the block, which is then not checked again at each
+    // unit.
+    for (const std::size_t stop = std::min(size, i + kAsciiUnits); i < stop;) {
+      std::uint32_t c = units[i++];
+      if (c < 0x80) {
+        put(bytes++, c);
+      } else if (c < 0x800) {
+        put(bytes++, 0xC0 | c >> 6);
+        put(bytes++, 0x80 | (c & 0x3F));
+      } else if (isLeadSurrogate(static_cast<char16_t>(c)) && i < size &&
+                 isTrailSurrogate(units[i])) {
+        c = 0x10000 + ((c - 0xD800) << 10) + (units[i++] - 0xDC00u);
+        put(bytes++, 0xF0 | c >> 18);
+        put(bytes++, 0x80 | (c >> 12 & 0x3F));
+        put(bytes++, 0x80 | (c >> 6 & 0x3F));
+        put(bytes++, 0x80 | (c & 0x3F));
+      } else {
+        if (isSurrogate(static_cast<char16_t>(c))) c = 0xFFFD;
+        put(bytes++, 0xE0 | c >> 12);
+        put(bytes++, 0x80 | (c >> 6 & 0x3F));
+        put(bytes++, 0x80 | (c & 0x3F));
+      }
     }
   }
   return bytes;
