@@ -101,7 +101,10 @@ int applyService(std::string_view service, std::span<const std::string_view> arg
     std::fprintf(stderr, "%s\n", error.c_str());
     return kServiceFailed;
   }
-  if (pasteboard.changeCount() != changeCount) writeResult(pasteboard);
+  if (pasteboard.changeCount() != changeCount && !writeResult(pasteboard)) {
+    std::fprintf(stderr, "textrix: cannot write standard output: %s\n", std::strerror(errno));
+    return kUsageError;
+  }
   return kSuccess;
 }
 

@@ -32,10 +32,38 @@ void writeResultOrReport(const Service& service, Result&& result, ServicePastebo
   }
 }
 
+// The selection as getStringOfPboard reads it as plain text, but viewed where the pasteboard holds
+// it when plain text is all it offers, without a copy; rich text is read into storage. The view
+// lasts until the pasteboard or storage changes.
+inline std::optional<std::u16string_view> plainStringOfPboard(const Service& service,
+                                                              const ServicePasteboard& pboard,
+                                                              std::u16string& storage) {
+  if (pboard.containsType(kRTFDPboardType) || pboard.containsType(kRTFPboardType)) {
+    std::optional<ServiceText> text = service.getStringOfPboard(pboard, false);
+    if (!text) return std::nullopt;
+    storage = std::get<std::u16string>(std::move(*text));
+    return storage;
+  }
+  if (!pboard.containsType(kStringPboardType)) return std::nullopt;
+  return pboard.stringForType(kStringPboardType);
+}
+
 // Reads the selection as plain text and writes back transform(text), a string or an optional one.
+// A transform that takes a view reads the pasteboard's own string, which stays as it was until the
+// result is written.
 template <class Transform>
 void servePlainText(const Service& service, ServicePasteboard& pboard, std::string& error,
                     std::string_view message, Transform&& transform) {
+  if constexpr (std::is_invocable_v<Transform&, std::u16string_view>) {
+    std::u16string storage;
+    std::optional<std::u16string_view> text = plainStringOfPboard(service, pboard, storage);
+    if (!text) {
+      error = message;
+      return;
+    }
+    writeResultOrReport(service, transform(*text), pboard, error, message);
+    return;
+  }
   std::optional<ServiceText> text = service.getStringOfPboard(pboard, false);
   if (!text) {
     error = message;

@@ -1,5 +1,7 @@
 #include "services/shift_and_tabs.h"
 
+#include <algorithm>
+
 #include "host/messages.h"
 #include "host/textrix.h"
 #include "services/handlers.h"
@@ -92,6 +94,35 @@ void convertTabs(Text& text, int width, TabScan scan) {
   if (out.edited()) text = out.finish();
 }
 
+// The units that a scan's edits add to its text; the edits never remove more than they replace.
+class GrowthCounter final : public EditSink {
+ public:
+  void replace(std::size_t, std::size_t length, std::u16string_view replacement) override {
+    growth_ += replacement.size() - std::min(length, replacement.size());
+  }
+  std::size_t growth() const { return growth_; }
+
+ private:
+  std::size_t growth_ = 0;
+};
+
+// Plain text with its tabs converted line by line, as convertTabsOfLines converts it, but in one
+// scan over the whole text into a result of its final size.
+std::u16string stringByConvertingTabs(std::u16string_view text, int width, bool encode) {
+  if (width < 1) return std::u16string(text);
+  const auto stop = static_cast<std::size_t>(width);
+  StringRewriter out(text);
+  if (encode) {
+    scanTabEncoding(text, stop, out);
+  } else {
+    GrowthCounter counter;
+    scanTabDecoding(text, stop, counter);
+    out.reserve(text.size() + counter.growth());
+    scanTabDecoding(text, stop, out);
+  }
+  return out.finish();
+}
+
 }  // namespace
 
 std::u16string stringByShiftingLinesLeft(std::u16string_view text, int width) {
@@ -182,6 +213,13 @@ void Textrix::doDetabService(ServicePasteboard& pboard, std::string_view userDat
 void Textrix::tabService(ServicePasteboard& pboard, std::string_view, std::string& error,
                          bool encode) {
   const int width = tabs();
+  if (!pboard.containsType(kRTFDPboardType) && !pboard.containsType(kRTFPboardType)) {
+    // Plain text only: converted where the pasteboard holds it.
+    detail::servePlainText(*this, pboard, error, kTabsMessage, [&](std::u16string_view text) {
+      return stringByConvertingTabs(text, width, encode);
+    });
+    return;
+  }
   std::optional<ServiceText> text = getStringOfPboard(pboard, true);
   if (!text) {
     error = kTabsMessage;

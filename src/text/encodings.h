@@ -1,4 +1,5 @@
-// Conversions between UTF-8, UTF-16 and legacy byte encodings, through ICU.
+// Conversions between UTF-8, UTF-16 and legacy byte encodings: UTF-8 by a converter of its own,
+// the legacy encodings and the buffer conversions through ICU.
 //
 // The buffer functions keep the shape of a classic converter interface: caller-owned buffers with
 // capacities, a status as the result. The string functions are what the rest of the system uses
@@ -65,5 +66,13 @@ std::u16string utf16FromUtf8(std::string_view bytes);
 
 // Encodes UTF-16 as UTF-8; an unpaired surrogate becomes U+FFFD.
 std::string encodeUtf8(std::u16string_view text);
+
+// The number of bytes that encodeUtf8 makes of text.
+std::size_t utf8Length(std::u16string_view text);
+
+// Encodes text as UTF-8 into target, which has room for utf8Length(text) bytes; returns that
+// number. A text cut into pieces between two units that are not a surrogate pair encodes piece by
+// piece to the same bytes as a whole.
+std::size_t encodeUtf8(std::u16string_view text, char* target);
 
 }  // namespace textrix

@@ -1,13 +1,97 @@
 #include "text/encodings.h"
 
 #include <gtest/gtest.h>
+#include <unicode/ucnv.h>
+#include <unicode/utf8.h>
 #include <unicode/utypes.h>
 
+#include <cstdint>
 #include <iterator>
+#include <memory>
+#include <random>
 #include <string>
+#include <vector>
 
 namespace textrix {
 namespace {
+
+// The slow, obviously correct reference for the UTF-8 conversions: ICU's UTF-8 converter, which
+// substitutes U+FFFD in both directions, and ICU's macro for the first ill-formed sequence.
+class IcuUtf8 {
+ public:
+  IcuUtf8() {
+    UErrorCode status = U_ZERO_ERROR;
+    converter_.reset(ucnv_open("UTF-8", &status));
+    EXPECT_TRUE(U_SUCCESS(status));
+  }
+
+  std::u16string decodeLeniently(std::string_view bytes) const {
+    std::u16string text(bytes.size() + 1, u'\0');
+    UErrorCode status = U_ZERO_ERROR;
+    ucnv_resetToUnicode(converter_.get());
+    const int32_t length =
+        ucnv_toUChars(converter_.get(), text.data(), static_cast<int32_t>(text.size()),
+                      bytes.data(), static_cast<int32_t>(bytes.size()), &status);
+    EXPECT_TRUE(U_SUCCESS(status)) << u_errorName(status);
+    text.resize(static_cast<std::size_t>(length));
+    return text;
+  }
+
+  std::string encode(std::u16string_view text) const {
+    std::string bytes(3 * text.size() + 1, '\0');
+    UErrorCode status = U_ZERO_ERROR;
+    ucnv_resetFromUnicode(converter_.get());
+    const int32_t length =
+        ucnv_fromUChars(converter_.get(), bytes.data(), static_cast<int32_t>(bytes.size()),
+                        text.data(), static_cast<int32_t>(text.size()), &status);
+    EXPECT_TRUE(U_SUCCESS(status)) << u_errorName(status);
+    bytes.resize(static_cast<std::size_t>(length));
+    return bytes;
+  }
+
+  static std::size_t firstInvalidByte(std::string_view bytes) {
+    const auto* units = reinterpret_cast<const std::uint8_t*>(bytes.data());
+    const auto size = static_cast<int32_t>(bytes.size());
+    for (int32_t i = 0; i < size;) {
+      const int32_t start = i;
+      UChar32 c;
+      U8_NEXT(units, i, size, c);
+      if (c < 0) return static_cast<std::size_t>(start);
+    }
+    return Utf8Decoding::kValid;
+  }
+
+  // Checks both decodings of bytes against the reference.
+  void expectDecodesLikeIcu(std::string_view bytes) const {
+    const std::u16string lenient = decodeLeniently(bytes);
+    EXPECT_EQ(utf16FromUtf8(bytes), lenient);
+    const Utf8Decoding strict = decodeUtf8(bytes);
+    EXPECT_EQ(strict.errorOffset, firstInvalidByte(bytes));
+    EXPECT_EQ(strict.text, strict.ok() ? lenient : u"");
+  }
+
+  // Checks the encoding of text, whole and through the buffer, against the reference.
+  void expectEncodesLikeIcu(std::u16string_view text) const {
+    const std::string bytes = encode(text);
+    EXPECT_EQ(encodeUtf8(text), bytes);
+    EXPECT_EQ(utf8Length(text), bytes.size());
+    std::string buffer(bytes.size() + 1, '#');
+    EXPECT_EQ(encodeUtf8(text, buffer.data()), bytes.size());
+    EXPECT_EQ(buffer, bytes + "#");
+  }
+
+ private:
+  struct Closer {
+    void operator()(UConverter* converter) const { ucnv_close(converter); }
+  };
+  std::unique_ptr<UConverter, Closer> converter_;
+};
+
+std::string bytesOf(std::initializer_list<int> values) {
+  std::string bytes;
+  for (int value : values) bytes.push_back(static_cast<char>(value));
+  return bytes;
+}
 
 TEST(Encodings, ConvertsNamedEncodingsWithAMixedResult) {
   const struct {
@@ -138,6 +222,197 @@ TEST(Encodings, ConvertsTextsOfManyMebibytes) {
   std::string broken = bytes;
   broken.insert(2'500'000, "\xFF");
   EXPECT_EQ(decodeUtf8(broken).errorOffset, 2'500'000u);
+}
+
+TEST(Utf8Conversion, EncodesAndDecodesEveryBmpCodePointLikeIcu) {
+  const IcuUtf8 icu;
+  // Alone, and behind 16 ASCII bytes so that the unit ends a block that is not all ASCII.
+  const std::u16string ascii(16, u'a');
+  for (char32_t c = 0; c < 0x10000; ++c) {
+    if (c >= 0xD800 && c <= 0xDFFF) continue;
+    SCOPED_TRACE(testing::Message() << "U+" << std::hex << static_cast<std::uint32_t>(c));
+    const std::u16string text(1, static_cast<char16_t>(c));
+    const std::string bytes = icu.encode(text);
+    ASSERT_EQ(encodeUtf8(text), bytes);
+    ASSERT_EQ(encodeUtf8(ascii + text), icu.encode(ascii + text));
+    const Utf8Decoding decoding = decodeUtf8(bytes);
+    ASSERT_TRUE(decoding.ok());
+    ASSERT_EQ(decoding.text, text);
+    ASSERT_EQ(utf16FromUtf8(bytes), text);
+  }
+}
+
+TEST(Utf8Conversion, EncodesAndDecodesEverySurrogatePairLikeIcu) {
+  const IcuUtf8 icu;
+  std::u16string pairs;
+  for (char16_t lead = 0xD800; lead <= 0xDBFF; ++lead) {
+    for (char16_t trail = 0xDC00; trail <= 0xDFFF; ++trail) pairs += {lead, trail};
+  }
+  const std::string bytes = icu.encode(pairs);
+  ASSERT_EQ(bytes.size(), 4u << 20);
+  EXPECT_EQ(encodeUtf8(pairs), bytes);
+  EXPECT_EQ(utf8Length(pairs), bytes.size());
+  EXPECT_EQ(decodeUtf8(bytes).text, pairs);
+  EXPECT_EQ(utf16FromUtf8(bytes), pairs);
+}
+
+TEST(Utf8Conversion, EncodesEveryCombinationOfSurrogatesLikeIcu) {
+  // Every sequence of up to three units drawn from lead and trail surrogates of both ends of their
+  // ranges and non-surrogates, alone and between ASCII runs of the block length and more.
+  const char16_t kinds[] = {0xD800, 0xDBFF, 0xDC00, 0xDFFF, u'a', 0x00E9, 0xFFFD};
+  std::vector<std::u16string> sequences = {u""};
+  for (int length = 1; length <= 3; ++length) {
+    std::vector<std::u16string> longer;
+    for (const std::u16string& sequence : sequences) {
+      if (sequence.size() + 1 != static_cast<std::size_t>(length)) continue;
+      for (char16_t unit : kinds) longer.push_back(sequence + unit);
+    }
+    sequences.insert(sequences.end(), longer.begin(), longer.end());
+  }
+  const IcuUtf8 icu;
+  for (const std::u16string& sequence : sequences) {
+    for (std::size_t before : {0, 7, 8, 15}) {
+      const std::u16string text = std::u16string(before, u'x') + sequence + u"0123456789";
+      SCOPED_TRACE(testing::Message() << "units " << testing::PrintToString(text));
+      icu.expectEncodesLikeIcu(text);
+    }
+  }
+}
+
+TEST(Utf8Conversion, RejectsAndSubstitutesIllFormedSequencesLikeIcu) {
+  const struct {
+    std::string bytes;
+    std::size_t errorOffset;
+    std::u16string_view substituted;
+  } cases[] = {
+      // Truncated at the end and before another character.
+      {bytesOf({0xC3}), 0, u"\uFFFD"},
+      {bytesOf({0xE2, 0x82}), 0, u"\uFFFD"},
+      {bytesOf({0xF0, 0x9F, 0x98}), 0, u"\uFFFD"},
+      {bytesOf({0xF0, 0x9F, 0x98, 'a'}), 0, u"\uFFFDa"},
+      {bytesOf({0xE2, 0xC3, 0xA9}), 0, u"\uFFFD\u00E9"},
+      // Overlong forms: the lead byte alone is the maximal subpart.
+      {bytesOf({0xC0, 0xAF}), 0, u"\uFFFD\uFFFD"},
+      {bytesOf({0xC1, 0xBF}), 0, u"\uFFFD\uFFFD"},
+      {bytesOf({0xE0, 0x9F, 0xBF}), 0, u"\uFFFD\uFFFD\uFFFD"},
+      {bytesOf({0xF0, 0x8F, 0xBF, 0xBF}), 0, u"\uFFFD\uFFFD\uFFFD\uFFFD"},
+      // Surrogates encoded in UTF-8.
+      {bytesOf({'a', 0xED, 0xA0, 0x80}), 1, u"a\uFFFD\uFFFD\uFFFD"},
+      {bytesOf({0xED, 0xBF, 0xBF}), 0, u"\uFFFD\uFFFD\uFFFD"},
+      {bytesOf({0xED, 0x9F, 0xBF}), Utf8Decoding::kValid, u"\uD7FF"},
+      // Above U+10FFFF, and bytes that never begin a sequence.
+      {bytesOf({0xF4, 0x90, 0x80, 0x80}), 0, u"\uFFFD\uFFFD\uFFFD\uFFFD"},
+      {bytesOf({0xF5, 0x80, 0x80, 0x80}), 0, u"\uFFFD\uFFFD\uFFFD\uFFFD"},
+      {bytesOf({0xFC, 0x84, 0x80, 0x80, 0x80, 0x80}), 0, u"\uFFFD\uFFFD\uFFFD\uFFFD\uFFFD\uFFFD"},
+      {bytesOf({0xFE, 0xFF}), 0, u"\uFFFD\uFFFD"},
+      {bytesOf({0xF4, 0x8F, 0xBF, 0xBF}), Utf8Decoding::kValid, u"\U0010FFFF"},
+      // Lone continuation bytes, one U+FFFD each.
+      {bytesOf({'a', 'b', 0x80, 0xBF, 'c'}), 2, u"ab\uFFFD\uFFFDc"},
+      // The error behind a full ASCII block, and in the middle of one.
+      {"0123456789abcdef\x80", 16, u"0123456789abcdef\uFFFD"},
+      {"0123456\xFF"
+       "89abcdefghijklmnop",
+       7, u"0123456\uFFFD89abcdefghijklmnop"},
+  };
+  const IcuUtf8 icu;
+  for (std::size_t i = 0; i < std::size(cases); ++i) {
+    SCOPED_TRACE(testing::Message() << "case " << i);
+    const Utf8Decoding decoding = decodeUtf8(cases[i].bytes);
+    EXPECT_EQ(decoding.errorOffset, cases[i].errorOffset);
+    EXPECT_EQ(utf16FromUtf8(cases[i].bytes), cases[i].substituted);
+    icu.expectDecodesLikeIcu(cases[i].bytes);
+  }
+}
+
+TEST(Utf8Conversion, DecodesEveryTwoByteStringLikeIcu) {
+  const IcuUtf8 icu;
+  for (int first = 0; first < 256; ++first) {
+    for (int second = 0; second < 256; ++second) {
+      SCOPED_TRACE(testing::Message() << first << " " << second);
+      icu.expectDecodesLikeIcu(bytesOf({first, second}));
+    }
+  }
+}
+
+TEST(Utf8Conversion, DecodesEveryThreeAndFourByteSequenceStartLikeIcu) {
+  // Every lead byte from 0xC0 with every second byte, followed by each kind of third byte and by
+  // one that is not there.
+  const IcuUtf8 icu;
+  for (int lead = 0xC0; lead < 256; ++lead) {
+    for (int second = 0; second < 256; ++second) {
+      for (int third : {-1, int{'z'}, 0x80, 0xBF, 0xC3}) {
+        std::string bytes = bytesOf({lead, second});
+        if (third >= 0) bytes += bytesOf({third, 0x80, 'z'});
+        SCOPED_TRACE(testing::PrintToString(bytes));
+        icu.expectDecodesLikeIcu(bytes);
+      }
+    }
+  }
+}
+
+TEST(Utf8Conversion, DecodesRandomBytesLikeIcu) {
+  // Bytes drawn mostly from the kinds that matter to UTF-8, in runs long enough to hold ASCII
+  // blocks.
+  const int pool[] = {'a',  ' ',  '\n', 0x7F, 0x80, 0x8F, 0x90, 0x9F, 0xA0, 0xBF, 0xC0,
+                      0xC2, 0xDF, 0xE0, 0xE1, 0xED, 0xEF, 0xF0, 0xF3, 0xF4, 0xF5, 0xFF};
+  std::mt19937 random(20240613);
+  const IcuUtf8 icu;
+  for (int round = 0; round < 5000; ++round) {
+    const std::size_t length = random() % 48;
+    std::string bytes;
+    for (std::size_t i = 0; i < length; ++i) {
+      const unsigned roll = random() % 8;
+      if (roll < 2) {
+        bytes += std::string(random() % 20, 'x');
+      } else if (roll < 3) {
+        bytes.push_back(static_cast<char>(random() % 256));
+      } else {
+        bytes.push_back(static_cast<char>(pool[random() % std::size(pool)]));
+      }
+    }
+    SCOPED_TRACE(testing::PrintToString(bytes));
+    icu.expectDecodesLikeIcu(bytes);
+    if (HasFailure()) return;
+  }
+}
+
+TEST(Utf8Conversion, EncodesRandomUnitsLikeIcu) {
+  const char16_t pool[] = {u'a',   u' ',   0x7F,   0x80,   0x7FF,  0x800,  0xD7FF,
+                           0xD800, 0xDBFF, 0xDC00, 0xDFFF, 0xE000, 0xFFFD, 0xFFFF};
+  std::mt19937 random(77);
+  const IcuUtf8 icu;
+  for (int round = 0; round < 5000; ++round) {
+    const std::size_t length = random() % 40;
+    std::u16string text;
+    for (std::size_t i = 0; i < length; ++i) {
+      const unsigned roll = random() % 8;
+      if (roll < 2) {
+        text += std::u16string(random() % 12, u'x');
+      } else if (roll < 3) {
+        text.push_back(static_cast<char16_t>(random() % 0x10000));
+      } else {
+        text.push_back(pool[random() % std::size(pool)]);
+      }
+    }
+    SCOPED_TRACE(testing::PrintToString(text));
+    icu.expectEncodesLikeIcu(text);
+    if (HasFailure()) return;
+  }
+}
+
+TEST(Utf8Conversion, EncodesPiecesCutBetweenCharactersToTheWholeText) {
+  const std::u16string text = u"ab\U0001F600\u00E9\xD800z\u20AC\xDC00\U0010FFFF";
+  const std::string whole = encodeUtf8(text);
+  for (std::size_t cut = 0; cut <= text.size(); ++cut) {
+    if (cut > 0 && cut < text.size() && text[cut - 1] == 0xD83D) continue;  // inside 😀
+    if (cut > 0 && cut < text.size() && text[cut - 1] == 0xDBFF) continue;  // inside U+10FFFF
+    SCOPED_TRACE(testing::Message() << "cut at " << cut);
+    std::string pieces(whole.size(), '\0');
+    const std::u16string_view view = text;
+    const std::size_t first = encodeUtf8(view.substr(0, cut), pieces.data());
+    EXPECT_EQ(first + encodeUtf8(view.substr(cut), pieces.data() + first), whole.size());
+    EXPECT_EQ(pieces, whole);
+  }
 }
 
 }  // namespace
