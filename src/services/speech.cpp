@@ -26,7 +26,7 @@ namespace {
 
 // The character words: one pass, since no word holds a character that has a word.
 
-constexpr std::size_t kNoWord = 0xFF;
+constexpr std::uint8_t kNoWord = 0xFF;
 
 // For each ASCII unit, its index in kCharacterWords, or kNoWord.
 std::array<std::uint8_t, 0x80> characterWordIndex() {
@@ -93,6 +93,15 @@ class PhonemeIndex {
   std::array<std::uint8_t, kPhonemeRowCount> rows_{};
 };
 
+// True when rest begins with key. Keys are a few units long: a plain loop beats a call of memcmp.
+bool beginsWith(std::u16string_view rest, std::u16string_view key) {
+  if (key.size() > rest.size()) return false;
+  for (std::size_t j = 0; j < key.size(); ++j) {
+    if (rest[j] != key[j]) return false;
+  }
+  return true;
+}
+
 // Every key is in NFC and no key, nor any character of one, is the canonical equivalent of a
 // different sequence of as many code units, so comparing code units finds exactly the matches that
 // a comparison up to canonical equivalence finds.
@@ -102,9 +111,10 @@ std::u16string respelled(std::u16string_view text) {
   out.reserve(text.size() + text.size() / 2);
   std::size_t copiedTo = 0;
   for (std::size_t i = 0; i < text.size();) {
+    const std::u16string_view rest = text.substr(i);
     std::optional<std::uint8_t> match;
-    for (std::uint8_t k : index.rowsStartingWith(text[i])) {
-      if (text.substr(i).starts_with(kGermanPhonemes[k].german)) {
+    for (std::uint8_t k : index.rowsStartingWith(rest.front())) {
+      if (beginsWith(rest, kGermanPhonemes[k].german)) {
         match = k;
         break;
       }
@@ -156,25 +166,33 @@ class SpeechEngine {
     return true;
   }
 
+  // Answered without waiting for a synthesis in progress once the engine is set up.
   std::uint32_t sampleRate() {
+    if (setUp_) return sampleRate_;
     std::lock_guard lock(mutex_);
-    return ready() ? sampleRate_ : 0;
+    return ready() ? sampleRate_.load() : 0;
   }
 
  private:
   bool ready() {
-    if (triedSetUp_) return sampleRate_ != 0;
-    triedSetUp_ = true;
+    if (!setUp_) {
+      sampleRate_ = setUpEngine();
+      setUp_ = true;
+    }
+    return sampleRate_ != 0;
+  }
+
+  // Sets up the engine with its default voice; the sample rate, or 0 when it cannot be set up.
+  static std::uint32_t setUpEngine() {
     espeak_ng_InitializePath(nullptr);
     espeak_ng_ERROR_CONTEXT context = nullptr;
     const espeak_ng_STATUS status = espeak_ng_Initialize(&context);
     espeak_ng_ClearErrorContext(&context);
-    if (status != ENS_OK) return false;
+    if (status != ENS_OK) return 0;
     // Synchronous: the samples come back through receive, in the calling thread.
-    if (espeak_ng_InitializeOutput(ENOUTPUT_MODE_SYNCHRONOUS, 0, nullptr) != ENS_OK) return false;
+    if (espeak_ng_InitializeOutput(ENOUTPUT_MODE_SYNCHRONOUS, 0, nullptr) != ENS_OK) return 0;
     espeak_SetSynthCallback(receive);
-    sampleRate_ = static_cast<std::uint32_t>(std::max(espeak_ng_GetSampleRate(), 0));
-    return sampleRate_ != 0;
+    return static_cast<std::uint32_t>(std::max(espeak_ng_GetSampleRate(), 0));
   }
 
   // Answers 0 to go on, 1 to cut the speech off. No samples mark the end of the speech.
@@ -188,8 +206,8 @@ class SpeechEngine {
   }
 
   std::mutex mutex_;
-  bool triedSetUp_ = false;
-  std::uint32_t sampleRate_ = 0;
+  std::atomic<bool> setUp_{false};  // the one attempt to set up the engine has been made
+  std::atomic<std::uint32_t> sampleRate_{0};
 };
 
 constexpr audio_object_format kSampleFormat = std::endian::native == std::endian::little
