@@ -64,8 +64,8 @@ std::u16string withCharacterWords(std::u16string text) {
 }
 
 // The rows of kGermanPhonemes by the first code unit of their keys, each list in table order, so
-// that a position tries only the rows that can match there. Keys that begin at U+0100 or above
-// would share one list.
+// that a position tries only the rows that can match there. Keys that began at U+0100 or above
+// would share one list, whose rows a position then tries whatever its first unit.
 class PhonemeIndex {
  public:
   PhonemeIndex() {
@@ -85,8 +85,8 @@ class PhonemeIndex {
   }
 
  private:
-  static constexpr std::size_t kBuckets =
-      0x101;  // one for each unit below U+0100, one for the rest
+  // One list for each unit below U+0100 and one for all the others.
+  static constexpr std::size_t kBuckets = 0x101;
   static std::size_t bucketOf(char16_t c) { return std::min<std::size_t>(c, kBuckets - 1); }
 
   std::array<std::uint8_t, kBuckets + 1> begin_{};
