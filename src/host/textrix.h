@@ -36,6 +36,17 @@ class Textrix final : public Service {
   void doCapitalizeSentencesService(ServicePasteboard& pboard, std::string_view userData,
                                     std::string& error);
 
+  // True while the synthesizer of the last speak is speaking.
+  static bool isSpeaking();
+  // Stops the synthesizer of the last speak, if any, and releases it.
+  static void stopSpeaking();
+  void doSpeakNativeService(ServicePasteboard& pboard, std::string_view userData,
+                            std::string& error);
+  void doSpeakGermanService(ServicePasteboard& pboard, std::string_view userData,
+                            std::string& error);
+  void doStopSpeakingService(ServicePasteboard& pboard, std::string_view userData,
+                             std::string& error);
+
   void doShiftLeftService(ServicePasteboard& pboard, std::string_view userData, std::string& error);
   void doShiftRightService(ServicePasteboard& pboard, std::string_view userData,
                            std::string& error);

@@ -1,0 +1,250 @@
+#include "services/speech.h"
+
+#include <gtest/gtest.h>
+#include <unicode/ustring.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <random>
+#include <thread>
+
+#include "host/formats.h"
+#include "host/textrix.h"
+#include "services/german_phonemes.h"
+
+namespace textrix {
+namespace {
+
+struct Rewriting {
+  std::u16string text;
+  std::u16string expected;
+};
+
+TEST(GermanPhonemes, RespellsFromLeftToRightWithTheFirstMatchingRow) {
+  const Rewriting cases[] = {
+      {u"Ich kann 2 sehen", u"EEHSH KUN  TSwIGH  sAY HEN"},
+      {u"schach", u"SHUCK"},         // "sch" is tried before "ch", and "ch" alone is "CK"
+      {u"stra\u00DFe", u"strUSAI"},  // no row for s, t or r
+      {u"ich", u"EEHSH"},            // the word before the letter
+      {u"mein", u"mEYEN"},           // "ein" before "ei"
+      {u"weil", u"wIGHl"},           // "ei" before "e"
+      {u"habe", u"HARBAY"},          // the first "habe" row; the second never applies
+      {u"ein", u"EYEN"},             // likewise "ein"
+      {u"aber heute", u"UHBER HOI TE"},
+      {u"gestern", u"gESStAIRn"},  // the "ge" prefix needs a space before it
+      {u" gestern", u" GAYstAIRn"},
+      {u"2gestern", u" TSwIGH GAYstAIRn"},  // the space after a character word is one
+      {u"gehen", u"GAY UHn"},               // "gehe" is a whole row
+      {u"ICH KANN", u"EEHSH KUN"},          // lower-cased first
+      {u"kle", u"klAI"},                    // "klein" is longer than what is left
+      {u"a\u0308u", u"U\u0308OO"},          // a decomposed umlaut is a letter and a mark
+      {u"\xD800z", u"\xD800TS"},            // a lone surrogate stays
+      {u"Qu\u00E4l \u00F6de", u"QUAIl OdAI"},
+      {u"", u""},
+  };
+  for (const Rewriting& test : cases) {
+    EXPECT_EQ(stringByConvertingGermanToEnglishPhonemes(test.text), test.expected);
+  }
+}
+
+TEST(GermanPhonemes, SpeaksSymbolsAndDigitsAsGermanWords) {
+  const Rewriting cases[] = {
+      {u"+", u" plOOs "},    {u"%", u" proTSANNT "},
+      {u"&", u" OOnd "},     {u"<", u" grOSAIR "},  // '<' is the word for greater
+      {u">", u" CLYENAIR "},                        // and '>' the word for smaller
+      {u"=", u" glIGHCK "},  {u"0", u" nOOll "},
+      {u"1", u" EYENs "},    {u"2", u" TSwIGH "},
+      {u"3", u" drIGH "},    {u"4", u" FEEr "},
+      {u"5", u" fOOnf "},    {u"6", u" sAICKs "},
+      {u"7", u" sEEbAIn "},  {u"8", u" UCKt "},
+      {u"9", u" nOIn "},     {u"1+1=2", u" EYENs  plOOs  EYENs  glIGHCK  TSwIGH "},
+  };
+  for (const Rewriting& test : cases) {
+    EXPECT_EQ(stringByConvertingGermanToEnglishPhonemes(test.text), test.expected);
+  }
+}
+
+// The rewriting edit by edit: lower-case, then each character word by itself, then each position
+// with the rows in order, erasing and inserting in the text.
+std::u16string rewrittenEditByEdit(std::u16string_view text) {
+  std::u16string t(3 * text.size() + 1, u'\0');
+  UErrorCode status = U_ZERO_ERROR;
+  t.resize(
+      static_cast<std::size_t>(u_strToLower(t.data(), static_cast<int32_t>(t.size()), text.data(),
+                                            static_cast<int32_t>(text.size()), "", &status)));
+  for (const CharacterWord& entry : kCharacterWords) {
+    for (std::size_t i = 0; i < t.size(); ++i) {
+      if (t[i] != entry.character) continue;
+      t.erase(i, 1);
+      t.insert(i, entry.word);
+    }
+  }
+  for (std::size_t i = 0; i < t.size();) {
+    bool matched = false;
+    for (const PhonemeRow& row : kGermanPhonemes) {
+      if (t.compare(i, row.german.size(), row.german) != 0 || t.size() - i < row.german.size()) {
+        continue;
+      }
+      t.erase(i, row.german.size());
+      t.insert(i, row.english);
+      i += row.english.size();
+      matched = true;
+      break;
+    }
+    if (!matched) ++i;
+  }
+  return t;
+}
+
+TEST(GermanPhonemes, AgreesWithTheEditByEditRewriting) {
+  const std::u16string alphabet =
+      u"abcdefghiklmnoqrstuvwxyzAEGIS \u00E4\u00F6\u00FC\u00DF\u00C4\u0130\u0308+%&<>=019\n";
+  std::mt19937 random(2024);
+  std::uniform_int_distribution<std::size_t> letter(0, alphabet.size() - 1);
+  std::uniform_int_distribution<std::size_t> length(0, 40);
+  for (int round = 0; round < 3000; ++round) {
+    std::u16string text(length(random), u'\0');
+    for (char16_t& c : text) c = alphabet[letter(random)];
+    ASSERT_EQ(stringByConvertingGermanToEnglishPhonemes(text), rewrittenEditByEdit(text))
+        << "round " << round;
+  }
+}
+
+TEST(GermanPhonemes, RewritesALongTextAsItsPartsSideBySide) {
+  std::u16string text, expected;
+  for (int i = 0; i < 50000; ++i) {
+    text += u"Ich habe 5 \u00C4pfel\n";
+    expected += u"EEHSH HARBAY  fOOnf  AIpfAIl\n";
+  }
+  EXPECT_EQ(stringByConvertingGermanToEnglishPhonemes(text), expected);
+}
+
+TEST(WavHeader, DescribesSixteenBitMonoPcm) {
+  const std::array<std::uint8_t, 44> expected = {
+      'R',  'I',  'F',  'F',  0x58, 0x12, 0x00, 0x00,               // 36 + 0x1234
+      'W',  'A',  'V',  'E',  'f',  'm',  't',  ' ',  16, 0, 0, 0,  // format chunk size
+      1,    0,    1,    0,                                          // PCM, one channel
+      0x22, 0x56, 0x00, 0x00,                                       // 22050 samples a second
+      0x44, 0xAC, 0x00, 0x00,                                       // 44100 bytes a second
+      2,    0,    16,   0,                                          // two bytes a sample, 16 bits
+      'd',  'a',  't',  'a',  0x34, 0x12, 0x00, 0x00,
+  };
+  EXPECT_EQ(wavHeader(0x1234, 22050), expected);
+  const std::array<std::uint8_t, 44> largest = wavHeader(kMaxWavDataBytes, 22050);
+  EXPECT_EQ(largest[4] | largest[5] << 8 | largest[6] << 16 | std::uint32_t{largest[7]} << 24,
+            0xFFFFFFFEu);
+}
+
+ServicePasteboard pasteboardWithText(std::u16string text) {
+  ServicePasteboard pasteboard;
+  pasteboard.declareTypes({std::string(kStringPboardType)});
+  pasteboard.setString(std::move(text), kStringPboardType);
+  return pasteboard;
+}
+
+ServiceEnvironment printingTo(std::u16string& printed, int& prints) {
+  ServiceEnvironment environment;
+  environment.speechOutput.kind = SpeechOutput::Kind::printedText;
+  environment.speechOutput.printText = [&](std::u16string_view text) {
+    printed = text;
+    ++prints;
+  };
+  return environment;
+}
+
+TEST(SpeechServices, PrintTheTextThatWouldBeSpokenAndWriteNothing) {
+  std::u16string printed;
+  int prints = 0;
+  Textrix provider(printingTo(printed, prints));
+  ServicePasteboard pasteboard = pasteboardWithText(u"Ich kann 2 sehen");
+  const int changes = pasteboard.changeCount();
+  std::string error;
+
+  provider.doSpeakGermanService(pasteboard, "", error);
+  EXPECT_EQ(printed, u"EEHSH KUN  TSwIGH  sAY HEN");
+  provider.doSpeakNativeService(pasteboard, "", error);
+  EXPECT_EQ(printed, u"Ich kann 2 sehen");
+  EXPECT_EQ(prints, 2);
+  EXPECT_EQ(error, "");
+  EXPECT_EQ(pasteboard.changeCount(), changes);
+  EXPECT_FALSE(Textrix::isSpeaking());
+}
+
+TEST(SpeechServices, SpeakNothingWithoutASelection) {
+  std::u16string printed;
+  int prints = 0;
+  Textrix provider(printingTo(printed, prints));
+  ServicePasteboard empty;
+  std::string error;
+  provider.doSpeakNativeService(empty, "", error);
+  provider.doSpeakGermanService(empty, "", error);
+  provider.doStopSpeakingService(empty, "", error);
+  EXPECT_EQ(prints, 0);
+  EXPECT_EQ(error, "");
+  EXPECT_TRUE(empty.types().empty());
+}
+
+std::uint32_t littleEndianAt(const std::string& bytes, std::size_t at) {
+  std::uint32_t value = 0;
+  for (int b = 3; b >= 0; --b) value = value << 8 | static_cast<std::uint8_t>(bytes[at + b]);
+  return value;
+}
+
+TEST(SpeechServices, WriteTheSpeechAsAPlayableWavFile) {
+  const std::filesystem::path path =
+      std::filesystem::temp_directory_path() / ("textrix_speech_" + std::to_string(getpid()));
+  ServiceEnvironment environment;
+  environment.speechOutput.kind = SpeechOutput::Kind::wavFile;
+  environment.speechOutput.wavPath = path.string();
+  Textrix provider(environment);
+  ServicePasteboard pasteboard = pasteboardWithText(u"Hallo, ich bin hier.");
+  std::string error;
+  provider.doSpeakGermanService(pasteboard, "", error);
+  EXPECT_EQ(error, "");
+  EXPECT_FALSE(Textrix::isSpeaking());
+
+  std::ifstream file(path, std::ios::binary);
+  const std::string bytes{std::istreambuf_iterator<char>(file), {}};
+  std::filesystem::remove(path);
+  ASSERT_GT(bytes.size(), 44u);
+  const std::uint32_t dataBytes = littleEndianAt(bytes, 40);
+  EXPECT_EQ(dataBytes, bytes.size() - 44);
+  EXPECT_EQ(dataBytes % 2, 0u);
+  std::array<std::uint8_t, 44> header;
+  std::copy_n(bytes.begin(), 44, header.begin());
+  EXPECT_EQ(header, wavHeader(dataBytes, detail::speechSampleRate()));
+  EXPECT_NE(bytes.find_first_not_of('\0', 44), std::string::npos) << "only silence";
+}
+
+void waitUntilSilent() {
+  while (Textrix::isSpeaking()) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+}
+
+// Where no sound output can be found, nothing is played; where one seems to be but cannot be
+// opened (a sound server that is not there), the player gives up. Either way the service reports
+// nothing and the provider stops speaking.
+TEST(SpeechServices, FailSilentlyWithoutASoundDevice) {
+  for (const char* server : {static_cast<const char*>(nullptr), "unix:/nonexistent/textrix"}) {
+    if (server != nullptr) {
+      setenv("PULSE_SERVER", server, 1);
+      EXPECT_TRUE(detail::hasSoundOutput());
+    }
+    Textrix provider;
+    ServicePasteboard pasteboard = pasteboardWithText(u"a");
+    const int changes = pasteboard.changeCount();
+    std::string error;
+    provider.doSpeakNativeService(pasteboard, "", error);
+    EXPECT_EQ(error, "");
+    EXPECT_EQ(pasteboard.changeCount(), changes);
+    waitUntilSilent();
+    provider.doStopSpeakingService(pasteboard, "", error);
+    EXPECT_FALSE(Textrix::isSpeaking());
+  }
+  unsetenv("PULSE_SERVER");
+}
+
+}  // namespace
+}  // namespace textrix
