@@ -1,8 +1,10 @@
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <optional>
 #include <string>
+#include <thread>
 
 #include "commands.h"
 #include "host/catalogue.h"
@@ -54,14 +56,29 @@ std::string parseOptions(std::span<const std::string_view> arguments, Options& o
 }
 
 // The command stands in for the desktop: it prints an alert panel (title, then message) where the
-// provider would show a dialog.
-ServiceEnvironment commandEnvironment() {
+// provider would show a dialog, and sends speech where --wav and --print say.
+ServiceEnvironment commandEnvironment(const Options& options) {
   ServiceEnvironment environment;
+  if (options.print) {
+    environment.speechOutput.kind = SpeechOutput::Kind::printedText;
+    environment.speechOutput.printText = [](std::u16string_view spokenText) {
+      const std::string text = encodeUtf8(spokenText);
+      std::fwrite(text.data(), 1, text.size(), stdout);
+    };
+  } else if (options.wav) {
+    environment.speechOutput.kind = SpeechOutput::Kind::wavFile;
+    environment.speechOutput.wavPath = std::string(*options.wav);
+  }
   environment.runAlertPanel = [](std::u16string_view title, std::u16string_view message) {
     const std::string panel = encodeUtf8(title) + "\n" + encodeUtf8(message);
     std::fwrite(panel.data(), 1, panel.size(), stdout);
   };
   return environment;
+}
+
+// Speech goes on in the background; the command returns when it has ended.
+void waitForSpeechToEnd() {
+  while (Textrix::isSpeaking()) std::this_thread::sleep_for(std::chrono::milliseconds(50));
 }
 
 }  // namespace
@@ -72,11 +89,6 @@ int applyService(std::string_view service, std::span<const std::string_view> arg
   Options options;
   if (std::string problem = parseOptions(arguments, options); !problem.empty()) {
     return usageError(problem);
-  }
-  if (!entry->handler) {
-    std::fprintf(stderr, "textrix: the service %s is not available yet\n",
-                 std::string(entry->name).c_str());
-    return kUsageError;
   }
   std::optional<std::string> bytes = readInput(options.file);
   if (!bytes) {
@@ -94,7 +106,7 @@ int applyService(std::string_view service, std::span<const std::string_view> arg
     return kUsageError;
   }
   const int changeCount = pasteboard.changeCount();
-  Textrix provider(commandEnvironment());
+  Textrix provider(commandEnvironment(options));
   std::string error;
   performService(provider, *entry, pasteboard, "", error);
   if (!error.empty()) {
@@ -105,6 +117,8 @@ int applyService(std::string_view service, std::span<const std::string_view> arg
     std::fprintf(stderr, "textrix: cannot write standard output: %s\n", std::strerror(errno));
     return kUsageError;
   }
+  std::fflush(stdout);
+  waitForSpeechToEnd();
   return kSuccess;
 }
 

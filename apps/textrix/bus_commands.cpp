@@ -19,11 +19,6 @@ namespace {
 // waits for the user to dismiss it.
 constexpr std::chrono::seconds kCallTimeout{300};
 
-// Whether the provider is speaking. Becomes Textrix::isSpeaking once the speech services exist.
-bool isSpeaking() {
-  return false;
-}
-
 // A slice length in seconds, more than 0 and at most a day; fractions allowed.
 std::optional<std::chrono::milliseconds> sliceNamed(std::string_view text) {
   const std::string copy(text);
@@ -99,7 +94,7 @@ int reportBusError(const sdbus::Error& error) {
 
 int serve(std::span<const std::string_view> arguments) {
   ServeOptions options;
-  options.isSpeaking = isSpeaking;
+  options.isSpeaking = Textrix::isSpeaking;
   std::optional<std::string_view> slice;
   if (const char* variable = std::getenv("TEXTRIX_SLICE_SECONDS"); variable && *variable) {
     slice = variable;

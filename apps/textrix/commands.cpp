@@ -38,7 +38,6 @@ void writeServiceList(std::FILE* stream) {
     std::string line = "  " + std::string(entry.name);
     line.resize(std::max<std::size_t>(line.size() + 1, 26), ' ');
     line += entry.menuTitle;
-    if (!entry.handler) line += " (not available yet)";
     write(stream, line + "\n");
   }
 }

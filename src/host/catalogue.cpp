@@ -46,7 +46,7 @@ constexpr ServiceEntry insertService(std::string_view name, std::string_view han
 using M = ReadMode;
 using T = Textrix;
 
-// The services in the order of the menu; a handler is null until its service is built.
+// The services in the order of the menu.
 const std::array kCatalogue = {
     textService("upper", "doUpperService:userData:error:", M::mutableCopy, kUpperCaseMessage,
                 "Upper Case", &T::doUpperService),
@@ -143,11 +143,9 @@ const ServiceEntry* findService(std::string_view name) {
   return nullptr;
 }
 
-bool performService(Textrix& provider, const ServiceEntry& entry, ServicePasteboard& pasteboard,
+void performService(Textrix& provider, const ServiceEntry& entry, ServicePasteboard& pasteboard,
                     std::string_view userData, std::string& error) {
-  if (!entry.handler) return false;
   (provider.*entry.handler)(pasteboard, userData, error);
-  return true;
 }
 
 }  // namespace textrix

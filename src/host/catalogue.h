@@ -4,7 +4,7 @@
 //
 //   const textrix::ServiceEntry* entry = textrix::findService("upper");
 //   std::string error;
-//   if (entry && entry->handler) (provider.*entry->handler)(pasteboard, "", error);
+//   if (entry) textrix::performService(provider, *entry, pasteboard, "", error);
 #pragma once
 
 #include <span>
@@ -33,7 +33,7 @@ struct ServiceEntry {
   std::span<const std::string_view> sendTypes;
   std::span<const std::string_view> returnTypes;
   std::string_view menuTitle;
-  Textrix::Handler handler;  // null while the service is not built
+  Textrix::Handler handler;
 };
 
 // All services, in the order of the menu.
@@ -41,9 +41,8 @@ std::span<const ServiceEntry> serviceCatalogue();
 // The service with this command name or handler name, or null.
 const ServiceEntry* findService(std::string_view name);
 
-// Runs the service's handler on the pasteboard; false, leaving everything as it was, when the
-// service is not built.
-bool performService(Textrix& provider, const ServiceEntry& entry, ServicePasteboard& pasteboard,
+// Runs the service's handler on the pasteboard.
+void performService(Textrix& provider, const ServiceEntry& entry, ServicePasteboard& pasteboard,
                     std::string_view userData, std::string& error);
 
 }  // namespace textrix

@@ -21,7 +21,6 @@ struct ProblemName {
 };
 constexpr std::array<ProblemName, 8> kProblemNames = {{
     {RequestProblem::unknownService, "UnknownService"},
-    {RequestProblem::serviceNotAvailable, "ServiceNotAvailable"},
     {RequestProblem::malformedPasteboard, "MalformedPasteboard"},
     {RequestProblem::unknownType, "UnknownType"},
     {RequestProblem::invalidUtf8, "InvalidUtf8"},
@@ -150,11 +149,6 @@ RequestOutcome Provider::perform(std::string_view service,
     outcome.failure = {RequestProblem::unknownService, "unknown service " + std::string(service)};
     return outcome;
   }
-  if (!entry->handler) {
-    outcome.failure = {RequestProblem::serviceNotAvailable,
-                       "the service " + std::string(entry->name) + " is not available yet"};
-    return outcome;
-  }
   ServicePasteboard request(options.pasteboard.empty() ? std::string(kRequestPasteboardName)
                                                        : options.pasteboard);
   if ((outcome.failure = pasteboardFromItems(pasteboard, request))) return outcome;
@@ -185,7 +179,6 @@ RequestOutcome Provider::perform(std::string_view service,
 std::vector<ServiceDescription> Provider::listServices() const {
   std::vector<ServiceDescription> services;
   for (const ServiceEntry& entry : serviceCatalogue()) {
-    if (!entry.handler) continue;
     services.push_back({std::string(entry.name), std::string(entry.handlerName),
                         typeNames(entry.sendTypes), typeNames(entry.returnTypes)});
   }

@@ -41,7 +41,6 @@ inline constexpr std::size_t kMaxSelectionBytes = std::size_t{32} << 20;
 // What can be wrong with a request, each answered with its own bus error.
 enum class RequestProblem {
   unknownService,       // no service has that name
-  serviceNotAvailable,  // the service is in the catalogue but not built
   malformedPasteboard,  // a type is empty or declared twice
   unknownType,          // a type the provider does not know
   invalidUtf8,          // plain text that is not UTF-8

@@ -64,8 +64,7 @@ void Textrix::doStatisticsService(ServicePasteboard& pboard, std::string_view, s
   if (!text) return;
   const TextStatistics statistics = statisticsOfString(std::get<std::u16string>(*text));
   environment().runAlertPanel(statisticsTitle(), statisticsMessage(statistics));
-  const bool speaking = false;  // becomes isSpeaking() once the speech services exist
-  if (!speaking) environment().terminate();
+  if (!isSpeaking()) environment().terminate();
 }
 
 }  // namespace textrix

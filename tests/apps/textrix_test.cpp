@@ -149,6 +149,18 @@ TEST_F(Command, PrintsTheStatisticsPanel) {
   EXPECT_EQ(result.out, "Statistics\nCharacters:10\nSpaces:1\nTotal:11\n\nWords:2\nLines:1\n");
 }
 
+TEST_F(Command, PrintsOrRecordsSpeechInsteadOfSpeaking) {
+  const Outcome printed = run({"speak-german", "--print"}, "ich");
+  EXPECT_EQ(printed.status, 0) << printed.err;
+  EXPECT_EQ(printed.out, "EEHSH");
+  const auto wav = directory_ / "speech.wav";
+  const Outcome recorded = run({"speak-native", "--wav", wav.string()}, "hello");
+  EXPECT_EQ(recorded.status, 0) << recorded.err;
+  EXPECT_EQ(recorded.out, "");
+  const std::string bytes = slurp(wav);
+  EXPECT_TRUE(bytes.starts_with("RIFF") && bytes.size() > 1000) << bytes.size();
+}
+
 TEST_F(Command, ListsEveryServiceWithItsTitle) {
   const Outcome result = run({"list"});
   EXPECT_EQ(result.status, 0);

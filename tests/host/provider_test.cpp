@@ -88,10 +88,9 @@ TEST(PasteboardItems, RoundTripKeepsOrderAndBytes) {
 
 TEST(RequestErrors, NamesAreUnderTheInterfaceAndReadBack) {
   for (RequestProblem problem :
-       {RequestProblem::unknownService, RequestProblem::serviceNotAvailable,
-        RequestProblem::malformedPasteboard, RequestProblem::unknownType,
-        RequestProblem::invalidUtf8, RequestProblem::tooLarge, RequestProblem::invalidOption,
-        RequestProblem::internal}) {
+       {RequestProblem::unknownService, RequestProblem::malformedPasteboard,
+        RequestProblem::unknownType, RequestProblem::invalidUtf8, RequestProblem::tooLarge,
+        RequestProblem::invalidOption, RequestProblem::internal}) {
     const std::string name = RequestError{problem, ""}.name();
     SCOPED_TRACE(name);
     EXPECT_TRUE(name.starts_with("org.textrix.Textrix1.Error."));
@@ -146,14 +145,6 @@ TEST(ProviderRequests, RefusedRequestsNameTheirProblem) {
     ASSERT_TRUE(outcome.failure);
     EXPECT_EQ(outcome.failure->problem, c.problem);
     EXPECT_TRUE(outcome.pasteboard.empty());
-  }
-  // A service of the catalogue that is not built yet, while there is one.
-  for (const ServiceEntry& entry : serviceCatalogue()) {
-    if (entry.handler) continue;
-    RequestOutcome outcome = provider.perform(entry.name, {}, "", {});
-    ASSERT_TRUE(outcome.failure);
-    EXPECT_EQ(outcome.failure->problem, RequestProblem::serviceNotAvailable);
-    break;
   }
   // The provider goes on serving.
   EXPECT_FALSE(provider.perform("upper", {{{"NSStringPboardType", "a"}}}, "", {}).failure);
