@@ -143,6 +143,22 @@ TEST_F(Command, DefaultsReadWriteAndDelete) {
   EXPECT_EQ(run({"defaults", "write", "a=b", "c"}).status, 2);
 }
 
+TEST_F(Command, RemovesLinksAndAttachmentsOfRichText) {
+  const std::string fixtures = TEXTRIX_FIXTURES_DIR;
+  const Outcome unlinked = run({"remove-links", fixtures + "/libreoffice_formatted.rtf"});
+  ASSERT_EQ(unlinked.status, 0) << unlinked.err;
+  const textrix::RichTextReading text = textrix::readRtf(unlinked.out);
+  ASSERT_TRUE(text.ok());
+  EXPECT_NE(text.text.string().find(u"link here"), std::u16string::npos);
+  for (const auto& run : text.text.runs()) {
+    EXPECT_FALSE(run.attributes.find(textrix::kLinkAttributeName));
+  }
+  const Outcome detached = run({"remove-attachments", fixtures + "/attachment.rtfd"});
+  ASSERT_EQ(detached.status, 0) << detached.err;
+  EXPECT_TRUE(detached.out.starts_with("{\\rtf")) << "no attachment left, so RTF";
+  EXPECT_FALSE(textrix::readRtf(detached.out).text.containsAttachments());
+}
+
 TEST_F(Command, PrintsTheStatisticsPanel) {
   const Outcome result = run({"statistics"}, "hello world");
   EXPECT_EQ(result.status, 0) << result.err;
