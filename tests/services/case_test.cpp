@@ -6,10 +6,13 @@
 
 #include <string>
 
+#include "../support/texts.h"
 #include "text/attributed_text.h"
 
 namespace textrix {
 namespace {
+
+using testing_texts::redThenBlue;
 
 using namespace std::literals;
 
@@ -69,16 +72,6 @@ TEST(CaseMapping, LongTextsMapAsOneWhole) {
   EXPECT_TRUE(lower == toStd(icu::UnicodeString(whole).toLower(icu::Locale::getRoot())));
   EXPECT_TRUE(capitalized ==
               toStd(icu::UnicodeString(whole).toTitle(nullptr, icu::Locale::getRoot())));
-}
-
-// Characters in a red run followed by a blue run.
-AttributedText redThenBlue(std::u16string_view red, std::u16string_view blue) {
-  AttributeDictionary colour;
-  colour.setObject(Color{1, 0, 0, 1}, kForegroundColorAttributeName);
-  AttributedText text(red, colour);
-  colour.setObject(Color{0, 0, 1, 1}, kForegroundColorAttributeName);
-  text.appendString(blue, colour);
-  return text;
 }
 
 TEST(AttributedCaseMapping, KeepsTheAttributesOnTheirCharacters) {

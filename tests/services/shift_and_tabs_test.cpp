@@ -4,8 +4,12 @@
 
 #include <string>
 
+#include "../support/texts.h"
+
 namespace textrix {
 namespace {
+
+using testing_texts::redThenBlue;
 
 using namespace std::literals;
 
@@ -65,16 +69,6 @@ TEST(TabConversion, DetabsToTheNextStopAndEntabsBlanksThatReachAStop) {
   std::u16string text = u"a\tb";
   decodeTabs(text, 0);
   EXPECT_EQ(text, u"a\tb");
-}
-
-// Characters in a red run followed by a blue run.
-AttributedText redThenBlue(std::u16string_view red, std::u16string_view blue) {
-  AttributeDictionary colour;
-  colour.setObject(Color{1, 0, 0, 1}, kForegroundColorAttributeName);
-  AttributedText text(red, colour);
-  colour.setObject(Color{0, 0, 1, 1}, kForegroundColorAttributeName);
-  text.appendString(blue, colour);
-  return text;
 }
 
 TEST(AttributedTabs, PutInTabsAndSpacesTakeTheAttributesOfWhatTheyReplace) {

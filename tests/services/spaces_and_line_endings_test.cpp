@@ -4,6 +4,7 @@
 
 #include <random>
 
+#include "../support/texts.h"
 #include "text/attributed_text.h"
 #include "text/charsets.h"
 #include "text/lines.h"
@@ -11,11 +12,7 @@
 namespace textrix {
 namespace {
 
-AttributeDictionary colored(double red) {
-  AttributeDictionary attributes;
-  attributes.setObject(Color{red, 0, 0, 1}, kForegroundColorAttributeName);
-  return attributes;
-}
+using testing_texts::colored;
 
 void removeMultipleWhiteCharacters(std::u16string& text) {
   removeMultipleSpacesAndFeeds(text, true);

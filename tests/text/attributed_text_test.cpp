@@ -4,16 +4,14 @@
 
 #include <random>
 
+#include "../support/texts.h"
+
 namespace textrix {
 namespace {
 
 using namespace std::literals;
 
-AttributeDictionary colored(double red) {
-  AttributeDictionary attributes;
-  attributes.setObject(Color{red, 0, 0, 1}, kForegroundColorAttributeName);
-  return attributes;
-}
+using testing_texts::colored;
 
 const AttributeDictionary kPlain;
 const AttributeDictionary kRed = colored(1.0);
@@ -34,36 +32,8 @@ std::vector<AttributeDictionary> attributesPerCharacter(const AttributedText& te
   return result;
 }
 
-TEST(AttributedTextEditRule, InsertedTextTakesTheAttributesOfItsNeighbour) {
-  struct Case {
-    std::size_t index;
-    const AttributeDictionary* expected;
-  };
-  const Case cases[] = {
-      {0, &kPlain},  // at the start: the character after it
-      {4, &kRed},    // inside the red run
-      {3, &kPlain},  // at the start of the red run: the character before it
-      {6, &kRed},    // just after the red run: the red character before it
-      {9, &kPlain},  // at the end
-  };
-  for (const Case& test : cases) {
-    SCOPED_TRACE(test.index);
-    AttributedText text = threeRuns();
-    text.insertString(u"xy", test.index);
-    EXPECT_EQ(text.string().substr(test.index, 2), u"xy");
-    EXPECT_EQ(text.attributesAtIndex(test.index), *test.expected);
-    EXPECT_EQ(text.attributesAtIndex(test.index + 1), *test.expected);
-  }
-}
-
-TEST(AttributedTextEditRule, ReplacementTakesTheAttributesOfTheFirstReplacedCharacter) {
-  AttributedText text = threeRuns();
-  text.replaceCharactersInRange(Range{2, 3}, u"1234");  // "c" plain, "DE" red
-  EXPECT_EQ(text.string(), u"ab1234Fghi");
-  EXPECT_EQ(text.attributesAtIndex(5), kPlain);
-  EXPECT_EQ(text.attributesAtIndex(6), kRed);
-}
-
+// Where inserted and replacing text take their attributes from is checked by the random edits
+// against the one-character-at-a-time model at the end.
 TEST(AttributedTextEditRule, DeletedCharactersTakeTheirRunAndEqualNeighboursJoin) {
   AttributedText text = threeRuns();
   text.deleteCharactersInRange(Range{3, 3});

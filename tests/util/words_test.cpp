@@ -272,37 +272,36 @@ TEST(SeparationParsers, MutableParseSurvivesTheHandlerEditingTheSource) {
   EXPECT_EQ(words, (std::vector<std::u16string>{u"one", u"two", u"three", u"four"}));
 }
 
-TEST(Ellipsizing, CutsAfterNWords) {
+// After n words, or at a word boundary within n characters. The unit at a character cut is never
+// looked at, so a word ending exactly there goes with the cut word.
+TEST(Ellipsizing, CutsAfterNWordsOrWithinNCharacters) {
+  using Cut = std::u16string (*)(std::u16string_view, std::size_t);
+  const Cut words = stringByEllipsizingAfterNWords,
+            characters = stringByEllipsizingAfterNCharacters;
   const struct {
+    Cut cut;
     std::u16string_view text;
     std::size_t n;
     std::u16string_view result;
   } rows[] = {
-      {u"one two three", 2, u"one two..."}, {u"one two three", 3, u"one two three"},
-      {u"one, two; three", 1, u"one..."},   {u"pi is 3.14, really", 3, u"pi is 3.14..."},
-      {u"one two", 0, u"one two"},          {u"a b c", 5, u"a b c"},
+      {words, u"one two three", 2, u"one two..."},
+      {words, u"one two three", 3, u"one two three"},
+      {words, u"one, two; three", 1, u"one..."},
+      {words, u"pi is 3.14, really", 3, u"pi is 3.14..."},
+      {words, u"one two", 0, u"one two"},
+      {words, u"a b c", 5, u"a b c"},
+      {characters, u"one two three", 9, u"one two..."},
+      {characters, u"one two three", 7, u"one..."},
+      {characters, u"one two three", 8, u"one two..."},
+      {characters, u"one, two", 6, u"one..."},
+      {characters, u"helloworld", 5, u"helloworld"},
+      {characters, u"  hello", 4, u"  hello"},
+      {characters, u"one two", 7, u"one two"},
+      {characters, u"one two", 0, u"one two"},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(testing::Message() << "row " << &row - rows);
-    EXPECT_EQ(stringByEllipsizingAfterNWords(row.text, row.n), row.result);
-  }
-}
-
-// The unit at the cut is never looked at, so a word ending exactly there goes with the cut word.
-TEST(Ellipsizing, CutsAtAWordBoundaryWithinNCharacters) {
-  const struct {
-    std::u16string_view text;
-    std::size_t n;
-    std::u16string_view result;
-  } rows[] = {
-      {u"one two three", 9, u"one two..."}, {u"one two three", 7, u"one..."},
-      {u"one two three", 8, u"one two..."}, {u"one, two", 6, u"one..."},
-      {u"helloworld", 5, u"helloworld"},    {u"  hello", 4, u"  hello"},
-      {u"one two", 7, u"one two"},          {u"one two", 0, u"one two"},
-  };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(testing::Message() << "row " << &row - rows);
-    EXPECT_EQ(stringByEllipsizingAfterNCharacters(row.text, row.n), row.result);
+    EXPECT_EQ(row.cut(row.text, row.n), row.result);
   }
 }
 
