@@ -6,7 +6,7 @@
 
 #include <string>
 
-#include "../support/texts.h"
+#include "support/texts.h"
 #include "text/attributed_text.h"
 
 namespace textrix {

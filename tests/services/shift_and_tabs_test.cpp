@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "../support/texts.h"
+#include "support/texts.h"
 
 namespace textrix {
 namespace {

@@ -4,7 +4,7 @@
 
 #include <random>
 
-#include "../support/texts.h"
+#include "support/texts.h"
 #include "text/attributed_text.h"
 #include "text/charsets.h"
 #include "text/lines.h"

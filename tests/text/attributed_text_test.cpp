@@ -4,7 +4,7 @@
 
 #include <random>
 
-#include "../support/texts.h"
+#include "support/texts.h"
 
 namespace textrix {
 namespace {
