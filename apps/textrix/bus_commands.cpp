@@ -10,6 +10,7 @@
 #include "commands.h"
 #include "host/bus_adaptor.h"
 #include "host/provider_process.h"
+#include "provider_request.h"
 #include "selection.h"
 
 namespace textrix::command {
@@ -92,6 +93,26 @@ int reportBusError(const sdbus::Error& error) {
 
 }  // namespace
 
+std::optional<int> performOnProvider(const std::string& service, const BusPasteboard& request,
+                                     const std::string& application, BusPasteboard& answer,
+                                     std::string& error) {
+  try {
+    std::unique_ptr<sdbus::IConnection> connection = sdbus::createSessionBusConnection();
+    std::unique_ptr<sdbus::IProxy> proxy =
+        sdbus::createProxy(*connection, std::string(kBusName), std::string(kObjectPath));
+    BusOptions busOptions;
+    if (!application.empty()) busOptions["application"] = application;
+    proxy->callMethod("Perform")
+        .onInterface(std::string(kInterfaceName))
+        .withTimeout(kCallTimeout)
+        .withArguments(service, request, std::string(), busOptions)
+        .storeResultsTo(answer, error);
+  } catch (const sdbus::Error& busError) {
+    return reportBusError(busError);
+  }
+  return std::nullopt;
+}
+
 int serve(std::span<const std::string_view> arguments) {
   ServeOptions options;
   options.isSpeaking = Textrix::isSpeaking;
@@ -141,20 +162,10 @@ int callService(std::span<const std::string_view> arguments) {
 
   BusPasteboard answer;
   std::string error;
-  try {
-    std::unique_ptr<sdbus::IConnection> connection = sdbus::createSessionBusConnection();
-    std::unique_ptr<sdbus::IProxy> proxy =
-        sdbus::createProxy(*connection, std::string(kBusName), std::string(kObjectPath));
-    BusOptions busOptions;
-    if (!options.application.empty()) busOptions["application"] = options.application;
-    proxy->callMethod("Perform")
-        .onInterface(std::string(kInterfaceName))
-        .withTimeout(kCallTimeout)
-        .withArguments(service, busFromItems(itemsFromPasteboard(pasteboard)), std::string(),
-                       busOptions)
-        .storeResultsTo(answer, error);
-  } catch (const sdbus::Error& busError) {
-    return reportBusError(busError);
+  if (std::optional<int> status =
+          performOnProvider(service, busFromItems(itemsFromPasteboard(pasteboard)),
+                            options.application, answer, error)) {
+    return *status;
   }
   if (!error.empty()) {
     std::fprintf(stderr, "%s\n", error.c_str());

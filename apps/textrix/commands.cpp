@@ -14,6 +14,7 @@ constexpr std::string_view kUsage =
     "       textrix defaults read [KEY] | write KEY VALUE | delete KEY\n"
     "       textrix serve [--slice SECONDS]\n"
     "       textrix call SERVICE [FILE] [--type plain|rtf|rtfd] [--application NAME]\n"
+    "       textrix pick [SERVICE] [--clipboard] [--chooser COMMAND]\n"
     "       textrix --help | --version\n";
 
 constexpr std::string_view kDescription =
@@ -25,7 +26,10 @@ constexpr std::string_view kDescription =
     "service wrote: plain text, RTF or flat RTFD.\n"
     "\n"
     "Exit status: 0 done, 1 the service reported its message, 2 bad usage or input,\n"
-    "3 the session bus or the provider cannot be reached (textrix call, textrix serve).\n"
+    "3 the session bus or the provider cannot be reached (textrix call, textrix serve, textrix\n"
+    "pick), 4 no display or a missing helper program (textrix pick).\n"
+    "textrix pick applies a service to the selected text of any application and leaves the\n"
+    "result on the clipboard; without SERVICE it asks for one in a chooser.\n"
     "Settings live in $TEXTRIX_DEFAULTS, else $XDG_CONFIG_HOME/textrix/defaults.\n";
 
 void write(std::FILE* stream, std::string_view text) {
@@ -66,6 +70,7 @@ int run(std::span<const std::string_view> arguments) {
   if (first == "defaults") return defaults(rest);
   if (first == "serve") return serve(rest);
   if (first == "call") return callService(rest);
+  if (first == "pick") return pick(rest);
   return applyService(first, rest);
 }
 

@@ -1,6 +1,7 @@
 #include "host/desktop.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <spawn.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
@@ -30,6 +31,27 @@ bool sendAll(int socket, std::string_view input) {
     input.remove_prefix(static_cast<std::size_t>(written));
   }
   return true;
+}
+
+// The program's argument vector: its own name first, then the arguments; strings keeps the text.
+std::vector<char*> argumentVector(const std::string& program,
+                                  const std::vector<std::string>& arguments,
+                                  std::vector<std::string>& strings) {
+  strings.reserve(arguments.size() + 1);
+  strings.push_back(program);
+  strings.insert(strings.end(), arguments.begin(), arguments.end());
+  std::vector<char*> argv;
+  for (std::string& argument : strings) argv.push_back(argument.data());
+  argv.push_back(nullptr);
+  return argv;
+}
+
+int waitForExit(pid_t pid) {
+  int status = 0;
+  while (::waitpid(pid, &status, 0) < 0) {
+    if (errno != EINTR) return -1;
+  }
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
 }  // namespace
@@ -118,12 +140,7 @@ int runProgram(const std::string& program, const std::vector<std::string>& argum
   posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
 
   std::vector<std::string> argumentStrings;
-  argumentStrings.reserve(arguments.size() + 1);
-  argumentStrings.push_back(program);
-  argumentStrings.insert(argumentStrings.end(), arguments.begin(), arguments.end());
-  std::vector<char*> argv;
-  for (std::string& argument : argumentStrings) argv.push_back(argument.data());
-  argv.push_back(nullptr);
+  std::vector<char*> argv = argumentVector(program, arguments, argumentStrings);
 
   pid_t pid = -1;
   const int spawned = posix_spawn(&pid, program.c_str(), &actions, nullptr, argv.data(), environ);
@@ -135,11 +152,68 @@ int runProgram(const std::string& program, const std::vector<std::string>& argum
   }
   sendAll(ends[1], input);
   ::close(ends[1]);
-  int status = 0;
-  while (::waitpid(pid, &status, 0) < 0) {
-    if (errno != EINTR) return -1;
+  return waitForExit(pid);
+}
+
+ProgramOutput runProgramForOutput(const std::string& program,
+                                  const std::vector<std::string>& arguments,
+                                  std::string_view input) {
+  ProgramOutput result;
+  int in[2], out[2];
+  if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, in) != 0) return result;
+  if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, out) != 0) {
+    ::close(in[0]);
+    ::close(in[1]);
+    return result;
   }
-  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_adddup2(&actions, in[0], 0);
+  posix_spawn_file_actions_adddup2(&actions, out[0], 1);
+  std::vector<std::string> argumentStrings;
+  std::vector<char*> argv = argumentVector(program, arguments, argumentStrings);
+  pid_t pid = -1;
+  const int spawned = posix_spawn(&pid, program.c_str(), &actions, nullptr, argv.data(), environ);
+  posix_spawn_file_actions_destroy(&actions);
+  ::close(in[0]);
+  ::close(out[0]);
+  if (spawned != 0) {
+    ::close(in[1]);
+    ::close(out[1]);
+    return result;
+  }
+  int writeEnd = in[1];
+  if (input.empty()) {
+    ::close(writeEnd);
+    writeEnd = -1;
+  }
+  char buffer[1 << 16];
+  while (true) {
+    pollfd descriptors[2] = {{out[1], POLLIN, 0}, {writeEnd, POLLOUT, 0}};
+    if (::poll(descriptors, writeEnd >= 0 ? 2 : 1, -1) < 0) {
+      if (errno == EINTR) continue;
+      break;
+    }
+    if (writeEnd >= 0 && descriptors[1].revents != 0) {
+      const ssize_t written =
+          ::send(writeEnd, input.data(), input.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+      if (written > 0) input.remove_prefix(static_cast<std::size_t>(written));
+      if ((written < 0 && errno != EAGAIN && errno != EINTR) || input.empty()) {
+        ::close(writeEnd);
+        writeEnd = -1;
+      }
+    }
+    if (descriptors[0].revents != 0) {
+      const ssize_t got = ::read(out[1], buffer, sizeof buffer);
+      if (got < 0 && (errno == EINTR || errno == EAGAIN)) continue;
+      if (got <= 0) break;
+      result.output.append(buffer, static_cast<std::size_t>(got));
+    }
+  }
+  if (writeEnd >= 0) ::close(writeEnd);
+  ::close(out[1]);
+  result.status = waitForExit(pid);
+  return result;
 }
 
 }  // namespace textrix

@@ -50,4 +50,18 @@ void showAlert(const Desktop& desktop, std::u16string_view title, std::u16string
 int runProgram(const std::string& program, const std::vector<std::string>& arguments,
                std::string_view input);
 
+// What a program printed on its standard output and its exit status (-1 when it could not run
+// or was killed by a signal).
+struct ProgramOutput {
+  int status = -1;
+  std::string output;
+};
+
+// Runs the program like runProgram, collecting its standard output; its standard error is the
+// caller's. Input and output flow at the same time, so a program that prints before it has read
+// everything cannot block.
+ProgramOutput runProgramForOutput(const std::string& program,
+                                  const std::vector<std::string>& arguments,
+                                  std::string_view input);
+
 }  // namespace textrix
