@@ -6,6 +6,7 @@
 #include <string>
 #include <thread>
 
+#include "arguments.h"
 #include "commands.h"
 #include "host/catalogue.h"
 #include "selection.h"
@@ -23,33 +24,21 @@ struct Options {
 
 // Parses [FILE] [--type T] [--wav FILE] [--print] in any order; a problem is returned as text.
 std::string parseOptions(std::span<const std::string_view> arguments, Options& options) {
-  for (std::size_t i = 0; i < arguments.size(); ++i) {
-    std::string_view argument = arguments[i];
-    std::optional<std::string_view> inlineValue;
-    if (argument.starts_with("--") && argument.find('=') != std::string_view::npos) {
-      inlineValue = argument.substr(argument.find('=') + 1);
-      argument = argument.substr(0, argument.find('='));
-    }
-    auto value = [&]() -> std::optional<std::string_view> {
-      if (inlineValue) return inlineValue;
-      if (i + 1 < arguments.size()) return arguments[++i];
-      return std::nullopt;
-    };
-    if (argument == "--type") {
-      auto name = value();
-      if (!name || !(options.type = pasteboardTypeNamed(*name))) {
-        return "--type needs plain, rtf or rtfd";
+  for (ArgumentReader reader(arguments); reader.next();) {
+    const std::string_view name = reader.name();
+    if (!reader.isOption()) {
+      if (options.file) return "more than one file given";
+      options.file = name;
+    } else if (name == "--type") {
+      if (std::string problem = readPasteboardType(reader, options.type); !problem.empty()) {
+        return problem;
       }
-    } else if (argument == "--wav") {
-      if (!(options.wav = value())) return "--wav needs a file";
-    } else if (argument == "--print" && !inlineValue) {
+    } else if (name == "--wav") {
+      if (!(options.wav = reader.value())) return "--wav needs a file";
+    } else if (name == "--print" && !reader.hasInlineValue()) {
       options.print = true;
-    } else if (argument.starts_with("-") && argument != "-") {
-      return "unknown option " + std::string(argument);
-    } else if (!options.file) {
-      options.file = argument;
     } else {
-      return "more than one file given";
+      return unknownOption(name);
     }
   }
   return {};

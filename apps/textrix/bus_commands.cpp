@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 
+#include "arguments.h"
 #include "commands.h"
 #include "host/bus_adaptor.h"
 #include "host/provider_process.h"
@@ -37,33 +38,21 @@ struct CallOptions {
 
 // Parses [FILE] [--type T] [--application NAME] in any order; a problem is returned as text.
 std::string parseCallOptions(std::span<const std::string_view> arguments, CallOptions& options) {
-  for (std::size_t i = 0; i < arguments.size(); ++i) {
-    std::string_view argument = arguments[i];
-    std::optional<std::string_view> inlineValue;
-    if (argument.starts_with("--") && argument.find('=') != std::string_view::npos) {
-      inlineValue = argument.substr(argument.find('=') + 1);
-      argument = argument.substr(0, argument.find('='));
-    }
-    auto value = [&]() -> std::optional<std::string_view> {
-      if (inlineValue) return inlineValue;
-      if (i + 1 < arguments.size()) return arguments[++i];
-      return std::nullopt;
-    };
-    if (argument == "--type") {
-      auto name = value();
-      if (!name || !(options.type = pasteboardTypeNamed(*name))) {
-        return "--type needs plain, rtf or rtfd";
+  for (ArgumentReader reader(arguments); reader.next();) {
+    const std::string_view name = reader.name();
+    if (!reader.isOption()) {
+      if (options.file) return "more than one file given";
+      options.file = name;
+    } else if (name == "--type") {
+      if (std::string problem = readPasteboardType(reader, options.type); !problem.empty()) {
+        return problem;
       }
-    } else if (argument == "--application") {
-      auto name = value();
-      if (!name) return "--application needs a name";
-      options.application = *name;
-    } else if (argument.starts_with("-") && argument != "-") {
-      return "unknown option " + std::string(argument);
-    } else if (!options.file) {
-      options.file = argument;
+    } else if (name == "--application") {
+      const std::optional<std::string_view> application = reader.value();
+      if (!application) return "--application needs a name";
+      options.application = *application;
     } else {
-      return "more than one file given";
+      return unknownOption(name);
     }
   }
   return {};

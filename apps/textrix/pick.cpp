@@ -18,6 +18,7 @@
 #include <string>
 #include <vector>
 
+#include "arguments.h"
 #include "commands.h"
 #include "host/catalogue.h"
 #include "host/desktop.h"
@@ -42,23 +43,20 @@ struct PickOptions {
 
 // Parses [SERVICE] [--clipboard] [--chooser COMMAND] in any order; a problem is returned as text.
 std::string parsePickOptions(std::span<const std::string_view> arguments, PickOptions& options) {
-  for (std::size_t i = 0; i < arguments.size(); ++i) {
-    const std::string_view argument = arguments[i];
-    if (argument == "--clipboard") {
+  for (ArgumentReader reader(arguments); reader.next();) {
+    const std::string_view name = reader.name();
+    if (!reader.isOption()) {
+      if (options.service) return "pick takes one service";
+      if (!findService(name)) return "unknown service " + std::string(name);
+      options.service = std::string(name);
+    } else if (name == "--clipboard" && !reader.hasInlineValue()) {
       options.clipboard = true;
-    } else if (argument == "--chooser") {
-      if (i + 1 >= arguments.size() || arguments[i + 1].empty()) return "--chooser needs a command";
-      options.chooser = std::string(arguments[++i]);
-    } else if (argument.starts_with("--chooser=")) {
-      options.chooser = std::string(argument.substr(10));
-      if (options.chooser->empty()) return "--chooser needs a command";
-    } else if (argument.starts_with("-")) {
-      return "unknown option " + std::string(argument);
-    } else if (!options.service) {
-      if (!findService(argument)) return "unknown service " + std::string(argument);
-      options.service = std::string(argument);
+    } else if (name == "--chooser") {
+      const std::optional<std::string_view> command = reader.value();
+      if (!command || command->empty()) return "--chooser needs a command";
+      options.chooser = std::string(*command);
     } else {
-      return "pick takes one service";
+      return unknownOption(name);
     }
   }
   return {};
