@@ -18,7 +18,7 @@
 #include <string>
 #include <vector>
 
-#include "host/bus_adaptor.h"
+#include "provider/bus_adaptor.h"
 
 namespace {
 

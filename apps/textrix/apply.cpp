@@ -8,8 +8,8 @@
 
 #include "arguments.h"
 #include "commands.h"
-#include "host/catalogue.h"
 #include "selection.h"
+#include "services/catalogue.h"
 #include "text/encodings.h"
 
 namespace textrix::command {

@@ -9,8 +9,9 @@
 
 #include "arguments.h"
 #include "commands.h"
-#include "host/bus_adaptor.h"
-#include "host/provider_process.h"
+#include "desktop/desktop.h"
+#include "provider/bus_adaptor.h"
+#include "provider/serve_loop.h"
 #include "provider_request.h"
 #include "selection.h"
 
@@ -104,7 +105,12 @@ std::optional<int> performOnProvider(const std::string& service, const BusPasteb
 
 int serve(std::span<const std::string_view> arguments) {
   ServeOptions options;
-  options.isSpeaking = Textrix::isSpeaking;
+  options.environment.publishGeneralPasteboard = [](const ServicePasteboard& general) {
+    copyToDesktopClipboard(Desktop::current(), general);
+  };
+  options.environment.runAlertPanel = [](std::u16string_view title, std::u16string_view message) {
+    showAlert(Desktop::current(), title, message, ServiceEnvironment::logToSystem);
+  };
   std::optional<std::string_view> slice;
   if (const char* variable = std::getenv("TEXTRIX_SLICE_SECONDS"); variable && *variable) {
     slice = variable;

@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <string>
 
-#include "host/catalogue.h"
+#include "services/catalogue.h"
 
 namespace textrix::command {
 namespace {

@@ -2,7 +2,7 @@
 #include <string>
 
 #include "commands.h"
-#include "host/defaults.h"
+#include "runtime/defaults.h"
 
 namespace textrix::command {
 namespace {

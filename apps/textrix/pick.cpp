@@ -20,12 +20,12 @@
 
 #include "arguments.h"
 #include "commands.h"
-#include "host/catalogue.h"
-#include "host/desktop.h"
-#include "host/x11_selection.h"
+#include "desktop/desktop.h"
+#include "desktop/x11_selection.h"
 #include "provider_request.h"
 #include "rich/rtf.h"
 #include "rich/rtfd.h"
+#include "services/catalogue.h"
 #include "text/encodings.h"
 
 namespace textrix::command {

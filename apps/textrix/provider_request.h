@@ -10,7 +10,7 @@
 #include <optional>
 #include <string>
 
-#include "host/bus_adaptor.h"
+#include "provider/bus_adaptor.h"
 
 namespace textrix::command {
 

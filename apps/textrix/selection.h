@@ -13,7 +13,7 @@
 #include <string>
 #include <string_view>
 
-#include "host/pasteboard.h"
+#include "runtime/pasteboard.h"
 
 namespace textrix::command {
 

@@ -2,9 +2,9 @@
 
 #include <string>
 
-#include "host/messages.h"
-#include "host/textrix.h"
 #include "services/handlers.h"
+#include "services/messages.h"
+#include "services/textrix.h"
 
 namespace textrix {
 

@@ -8,7 +8,7 @@
 #include <type_traits>
 #include <utility>
 
-#include "host/service.h"
+#include "runtime/exchange.h"
 
 namespace textrix::detail {
 

@@ -15,11 +15,11 @@
 #include <optional>
 #include <unordered_map>
 
-#include "host/defaults.h"
-#include "host/formats.h"
-#include "host/messages.h"
-#include "host/textrix.h"
+#include "runtime/defaults.h"
+#include "runtime/formats.h"
 #include "services/handlers.h"
+#include "services/messages.h"
+#include "services/textrix.h"
 #include "text/encodings.h"
 
 namespace textrix {

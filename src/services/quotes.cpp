@@ -3,10 +3,10 @@
 #include <cstddef>
 #include <string_view>
 
-#include "host/localization.h"
-#include "host/messages.h"
-#include "host/textrix.h"
+#include "runtime/localization.h"
 #include "services/handlers.h"
+#include "services/messages.h"
+#include "services/textrix.h"
 #include "text/encodings.h"
 #include "text/mutable_string.h"
 #include "text/search.h"

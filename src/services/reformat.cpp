@@ -1,8 +1,8 @@
 #include "services/reformat.h"
 
-#include "host/messages.h"
-#include "host/textrix.h"
+#include "services/messages.h"
 #include "services/spaces_and_line_endings.h"
+#include "services/textrix.h"
 #include "services/trim.h"
 #include "text/charsets.h"
 #include "text/lines.h"

@@ -2,9 +2,9 @@
 
 #include <cstring>
 
-#include "host/messages.h"
-#include "host/textrix.h"
 #include "services/handlers.h"
+#include "services/messages.h"
+#include "services/textrix.h"
 #include "text/encodings.h"
 
 namespace textrix {

@@ -10,9 +10,9 @@
 #include <memory>
 #include <new>
 
-#include "host/messages.h"
-#include "host/textrix.h"
 #include "services/handlers.h"
+#include "services/messages.h"
+#include "services/textrix.h"
 #include "text/charsets.h"
 #include "text/lines.h"
 

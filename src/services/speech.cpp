@@ -16,9 +16,9 @@
 #include <span>
 #include <vector>
 
-#include "host/textrix.h"
 #include "services/case.h"
 #include "services/german_phonemes.h"
+#include "services/textrix.h"
 #include "text/encodings.h"
 
 namespace textrix {

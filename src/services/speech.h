@@ -24,7 +24,7 @@
 #include <string_view>
 #include <thread>
 
-#include "host/service.h"
+#include "runtime/exchange.h"
 
 namespace textrix {
 

@@ -3,8 +3,8 @@
 #include <iterator>
 #include <optional>
 
-#include "host/localization.h"
-#include "host/textrix.h"
+#include "runtime/localization.h"
+#include "services/textrix.h"
 #include "text/charsets.h"
 #include "text/lines.h"
 #include "text/mutable_string.h"

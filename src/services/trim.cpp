@@ -2,9 +2,9 @@
 
 #include <algorithm>
 
-#include "host/messages.h"
-#include "host/textrix.h"
 #include "services/handlers.h"
+#include "services/messages.h"
+#include "services/textrix.h"
 #include "text/attributed_text.h"
 #include "text/charsets.h"
 #include "text/lines.h"

@@ -8,10 +8,10 @@
 #include <string>
 #include <vector>
 
-#include "host/catalogue.h"
-#include "host/x11_selection.h"
+#include "desktop/x11_selection.h"
 #include "private_bus.h"
 #include "rich/rtf.h"
+#include "services/catalogue.h"
 
 extern char** environ;
 

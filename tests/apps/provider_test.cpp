@@ -15,8 +15,8 @@
 #include <thread>
 #include <vector>
 
-#include "host/bus_adaptor.h"
 #include "private_bus.h"
+#include "provider/bus_adaptor.h"
 
 extern char** environ;
 

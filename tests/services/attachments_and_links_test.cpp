@@ -7,9 +7,9 @@
 #include <memory>
 #include <string>
 
-#include "host/messages.h"
-#include "host/textrix.h"
 #include "rich/rtf.h"
+#include "services/messages.h"
+#include "services/textrix.h"
 
 namespace textrix {
 namespace {

@@ -9,9 +9,9 @@
 #include <filesystem>
 #include <fstream>
 
-#include "host/defaults.h"
-#include "host/messages.h"
-#include "host/textrix.h"
+#include "runtime/defaults.h"
+#include "services/messages.h"
+#include "services/textrix.h"
 #include "text/encodings.h"
 
 namespace textrix {

@@ -5,9 +5,9 @@
 #include <string>
 #include <vector>
 
-#include "host/messages.h"
-#include "host/textrix.h"
 #include "rich/rtf.h"
+#include "services/messages.h"
+#include "services/textrix.h"
 
 namespace textrix {
 namespace {

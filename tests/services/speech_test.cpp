@@ -11,9 +11,9 @@
 #include <random>
 #include <thread>
 
-#include "host/formats.h"
-#include "host/textrix.h"
+#include "runtime/formats.h"
 #include "services/german_phonemes.h"
+#include "services/textrix.h"
 
 namespace textrix {
 namespace {

@@ -4,8 +4,8 @@
 
 #include <cstdlib>
 
-#include "host/pasteboard.h"
-#include "host/textrix.h"
+#include "runtime/pasteboard.h"
+#include "services/textrix.h"
 #include "text/encodings.h"
 
 namespace textrix {

@@ -1,0 +1,181 @@
+#include "provider/requests.h"
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+#include "services/catalogue.h"
+#include "text/encodings.h"
+
+namespace textrix {
+namespace {
+
+constexpr std::string_view kErrorPrefix = "org.textrix.Textrix1.Error.";
+
+// The name of a request's pasteboard when the request does not give one.
+constexpr std::string_view kRequestPasteboardName = "request";
+
+struct ProblemName {
+  RequestProblem problem;
+  std::string_view name;
+};
+constexpr std::array<ProblemName, 8> kProblemNames = {{
+    {RequestProblem::unknownService, "UnknownService"},
+    {RequestProblem::malformedPasteboard, "MalformedPasteboard"},
+    {RequestProblem::unknownType, "UnknownType"},
+    {RequestProblem::invalidUtf8, "InvalidUtf8"},
+    {RequestProblem::tooLarge, "TooLarge"},
+    {RequestProblem::invalidOption, "InvalidOption"},
+    {RequestProblem::internal, "Internal"},
+}};
+
+struct TypeAlias {
+  std::string_view alias;
+  std::string_view type;
+};
+constexpr std::array<TypeAlias, 3> kTypeAliases = {{
+    {"text/plain;charset=utf-8", kStringPboardType},
+    {"text/rtf", kRTFPboardType},
+    {"application/x-rtfd", kRTFDPboardType},
+}};
+constexpr std::array<std::string_view, 6> kKnownTypes = {
+    kRTFDPboardType, kRTFPboardType,  kStringPboardType,
+    kTIFFPboardType, kPICTPboardType, kPDFPboardType,
+};
+
+std::vector<std::string> typeNames(std::span<const std::string_view> types) {
+  return std::vector<std::string>(types.begin(), types.end());
+}
+
+}  // namespace
+
+std::string RequestError::name() const {
+  for (const ProblemName& entry : kProblemNames) {
+    if (entry.problem == problem) return std::string(kErrorPrefix) + std::string(entry.name);
+  }
+  return std::string(kErrorPrefix) + "Internal";
+}
+
+std::optional<RequestProblem> requestProblemNamed(std::string_view errorName) {
+  if (!errorName.starts_with(kErrorPrefix)) return std::nullopt;
+  errorName.remove_prefix(kErrorPrefix.size());
+  for (const ProblemName& entry : kProblemNames) {
+    if (entry.name == errorName) return entry.problem;
+  }
+  return std::nullopt;
+}
+
+std::optional<std::string_view> canonicalPasteboardType(std::string_view type) {
+  for (std::string_view known : kKnownTypes) {
+    if (known == type) return known;
+  }
+  for (const TypeAlias& alias : kTypeAliases) {
+    if (alias.alias == type) return alias.type;
+  }
+  return std::nullopt;
+}
+
+std::optional<RequestError> pasteboardFromItems(std::span<const PasteboardItem> items,
+                                                ServicePasteboard& pasteboard) {
+  pasteboard.declareTypes({});
+  std::size_t total = 0;
+  std::vector<std::string> types;
+  for (const PasteboardItem& item : items) {
+    total += item.content.size();
+    if (total > kMaxSelectionBytes) {
+      return RequestError{
+          RequestProblem::tooLarge,
+          "the selection is larger than " + std::to_string(kMaxSelectionBytes >> 20) + " MiB"};
+    }
+    if (item.type.empty()) {
+      return RequestError{RequestProblem::malformedPasteboard, "a type has no name"};
+    }
+    std::optional<std::string_view> type = canonicalPasteboardType(item.type);
+    if (!type) {
+      return RequestError{RequestProblem::unknownType, "unknown pasteboard type " + item.type};
+    }
+    if (std::find(types.begin(), types.end(), *type) != types.end()) {
+      return RequestError{RequestProblem::malformedPasteboard,
+                          "the type " + std::string(*type) + " is given twice"};
+    }
+    types.emplace_back(*type);
+  }
+  pasteboard.declareTypes(types);
+  for (std::size_t i = 0; i < items.size(); ++i) {
+    if (types[i] != kStringPboardType) {
+      pasteboard.setData(items[i].content, types[i]);
+      continue;
+    }
+    Utf8Decoding decoded = decodeUtf8(items[i].content);
+    if (!decoded.ok()) {
+      pasteboard.declareTypes({});
+      return RequestError{RequestProblem::invalidUtf8,
+                          "invalid UTF-8 at byte " + std::to_string(decoded.errorOffset)};
+    }
+    pasteboard.setString(std::move(decoded.text), types[i]);
+  }
+  return std::nullopt;
+}
+
+std::vector<PasteboardItem> itemsFromPasteboard(const ServicePasteboard& pasteboard) {
+  std::vector<PasteboardItem> items;
+  for (const std::string& type : pasteboard.types()) {
+    if (auto string = pasteboard.stringForType(type)) {
+      items.push_back({type, encodeUtf8(*string)});
+    } else if (auto data = pasteboard.dataForType(type)) {
+      items.push_back({type, std::string(*data)});
+    }
+  }
+  return items;
+}
+
+RequestServer::RequestServer(ServiceEnvironment environment)
+    : textrix_(withRequestHooks(std::move(environment))) {}
+
+ServiceEnvironment RequestServer::withRequestHooks(ServiceEnvironment environment) {
+  environment.activeApplicationName = [this] { return application_; };
+  environment.terminate = [this] { terminationRequested_ = true; };
+  return environment;
+}
+
+RequestOutcome RequestServer::perform(std::string_view service,
+                                      std::span<const PasteboardItem> pasteboard,
+                                      std::string_view userData, const RequestOptions& options) {
+  RequestOutcome outcome;
+  const ServiceEntry* entry = findService(service);
+  if (!entry) {
+    outcome.failure = {RequestProblem::unknownService, "unknown service " + std::string(service)};
+    return outcome;
+  }
+  ServicePasteboard request(options.pasteboard.empty() ? std::string(kRequestPasteboardName)
+                                                       : options.pasteboard);
+  if ((outcome.failure = pasteboardFromItems(pasteboard, request))) return outcome;
+
+  const int changeCount = request.changeCount();
+  application_ = options.application;
+  performService(textrix_, *entry, request, userData, outcome.error);
+  application_.clear();
+  if (!outcome.error.empty() || request.changeCount() == changeCount) return outcome;
+
+  outcome.pasteboard = itemsFromPasteboard(request);
+  std::size_t total = 0;
+  for (const PasteboardItem& item : outcome.pasteboard) total += item.content.size();
+  if (total > kMaxSelectionBytes) {
+    outcome.pasteboard.clear();
+    outcome.failure = {
+        RequestProblem::tooLarge,
+        "the result is larger than " + std::to_string(kMaxSelectionBytes >> 20) + " MiB"};
+  }
+  return outcome;
+}
+
+std::vector<ServiceDescription> RequestServer::listServices() const {
+  std::vector<ServiceDescription> services;
+  for (const ServiceEntry& entry : serviceCatalogue()) {
+    services.push_back({std::string(entry.name), std::string(entry.handlerName),
+                        typeNames(entry.sendTypes), typeNames(entry.returnTypes)});
+  }
+  return services;
+}
+
+}  // namespace textrix

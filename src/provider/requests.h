@@ -1,0 +1,125 @@
+// The provider's side of a service request, apart from the bus: the pasteboard as it travels (type
+// names and bytes), the checks a request passes before any handler runs, the service run on the one
+// provider object, and the result handed back. The bus adaptor (provider/bus_adaptor.h) offers this
+// on the session bus; tests call it directly.
+//
+//   textrix::RequestServer server;
+//   textrix::RequestOutcome outcome =
+//       server.perform("upper", {{"text/plain;charset=utf-8", "abc"}}, "", {});
+//   if (outcome.failure) reply(outcome.failure->name(), outcome.failure->message);
+//   else reply(outcome.pasteboard, outcome.error);   // {{"NSStringPboardType", "ABC"}}, ""
+//
+// Plain text travels as UTF-8 bytes; rich text as its RTF or flat RTFD bytes.
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "runtime/exchange.h"
+#include "runtime/pasteboard.h"
+#include "services/textrix.h"
+
+namespace textrix {
+
+// One declared type and its content, as a request carries them.
+struct PasteboardItem {
+  std::string type;
+  std::string content;  // bytes; UTF-8 for the plain-text type
+
+  bool operator==(const PasteboardItem&) const = default;
+};
+
+// The most content, in bytes, that a request may carry or a result may hand back, over all its
+// types: 32 MiB, half of the largest array a bus message can hold.
+inline constexpr std::size_t kMaxSelectionBytes = std::size_t{32} << 20;
+
+// What can be wrong with a request, each answered with its own bus error.
+enum class RequestProblem {
+  unknownService,       // no service has that name
+  malformedPasteboard,  // a type is empty or declared twice
+  unknownType,          // a type the provider does not know
+  invalidUtf8,          // plain text that is not UTF-8
+  tooLarge,             // more than kMaxSelectionBytes in the request or the result
+  invalidOption,        // an option with a value of the wrong type
+  internal,             // the provider failed while serving (out of memory)
+};
+
+struct RequestError {
+  RequestProblem problem;
+  std::string message;  // "invalid UTF-8 at byte 3", without a trailing newline
+
+  // The bus error name: "org.textrix.Textrix1.Error." and the problem, e.g. "...Error.InvalidUtf8".
+  std::string name() const;
+};
+
+// The problem of a bus error name that errorName gives; none for any other name.
+std::optional<RequestProblem> requestProblemNamed(std::string_view errorName);
+
+// The pasteboard type a request names: a type of runtime/pasteboard.h as it is, or one of the MIME
+// aliases text/plain;charset=utf-8, text/rtf and application/x-rtfd; none for any other name.
+std::optional<std::string_view> canonicalPasteboardType(std::string_view type);
+
+// Declares the items' types on the pasteboard, in order, and stores their contents, plain text
+// decoded from UTF-8. On a problem the pasteboard is left empty and the problem returned.
+std::optional<RequestError> pasteboardFromItems(std::span<const PasteboardItem> items,
+                                                ServicePasteboard& pasteboard);
+// The declared types that hold a content, in order, with their contents; strings as UTF-8.
+std::vector<PasteboardItem> itemsFromPasteboard(const ServicePasteboard& pasteboard);
+
+// The options of a request.
+struct RequestOptions {
+  std::string application;  // the requesting application's name: "Mail"
+  std::string pasteboard;   // the request pasteboard's name; empty is a private pasteboard
+};
+
+// The answer to a request: a failure, or what the service left on the pasteboard (empty when it
+// wrote nothing: its message, statistics, speech) and its message (empty on success).
+struct RequestOutcome {
+  std::optional<RequestError> failure;
+  std::vector<PasteboardItem> pasteboard;
+  std::string error;
+};
+
+// A service as ListServices describes it.
+struct ServiceDescription {
+  std::string name;
+  std::string handler;
+  std::vector<std::string> sendTypes;
+  std::vector<std::string> returnTypes;
+};
+
+// The one provider object of the process and the request it is serving. Requests are served one
+// at a time; not thread-safe.
+class RequestServer final {
+ public:
+  // environment: the desktop around the provider (log, alerts, the clipboard that the general
+  // pasteboard is handed to); the requesting application and the request to end the process are
+  // the server's own.
+  explicit RequestServer(ServiceEnvironment environment = {});
+  RequestServer(const RequestServer&) = delete;
+  RequestServer& operator=(const RequestServer&) = delete;
+
+  // Runs the named service (command or handler name) on the request's pasteboard. Never throws
+  // for bad input: every problem is in the outcome's failure.
+  RequestOutcome perform(std::string_view service, std::span<const PasteboardItem> pasteboard,
+                         std::string_view userData, const RequestOptions& options);
+  // The services that can be performed, in the order of the menu.
+  std::vector<ServiceDescription> listServices() const;
+
+  // Whether a service asked the process to end (statistics) since the last clearTermination.
+  bool terminationRequested() const { return terminationRequested_; }
+  void clearTermination() { terminationRequested_ = false; }
+
+ private:
+  ServiceEnvironment withRequestHooks(ServiceEnvironment environment);
+
+  std::string application_;  // the application of the request being served
+  bool terminationRequested_ = false;
+  Textrix textrix_;  // last: its environment reads the members above
+};
+
+}  // namespace textrix

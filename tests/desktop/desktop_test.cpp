@@ -1,0 +1,88 @@
+// The desktop helpers, run against fake helper programs on a private PATH.
+#include "desktop/desktop.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+namespace textrix {
+namespace {
+
+std::string slurp(const std::filesystem::path& path) {
+  std::ifstream file(path, std::ios::binary);
+  std::ostringstream contents;
+  contents << file.rdbuf();
+  return contents.str();
+}
+
+class DesktopHelpers : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    directory_ = std::filesystem::temp_directory_path() /
+                 ("textrix-desktop-" + std::to_string(getpid()) + "-" +
+                  ::testing::UnitTest::GetInstance()->current_test_info()->name());
+    std::filesystem::remove_all(directory_);
+    std::filesystem::create_directories(directory_);
+  }
+  void TearDown() override { std::filesystem::remove_all(directory_); }
+
+  // A program NAME that records its arguments and its standard input in NAME.args and NAME.in.
+  void fakeProgram(const std::string& name) const {
+    const auto path = directory_ / name;
+    std::ofstream(path) << "#!/bin/sh\nprintf '%s|' \"$@\" > \"$0.args\"\ncat > \"$0.in\"\n";
+    std::filesystem::permissions(path, std::filesystem::perms::owner_all);
+  }
+  std::string recorded(const std::string& name, const char* what) const {
+    return slurp(directory_ / (name + "." + what));
+  }
+  Desktop desktop(std::string wayland, std::string x) const {
+    return {directory_.string(), std::move(wayland), std::move(x)};
+  }
+
+  std::filesystem::path directory_;
+};
+
+TEST_F(DesktopHelpers, ClipboardGoesThroughTheProgramOfTheDisplay) {
+  fakeProgram("wl-copy");
+  fakeProgram("xclip");
+  ServicePasteboard pasteboard;
+  pasteboard.declareTypes({std::string(kStringPboardType)});
+  pasteboard.setString(u"caf\u00e9", kStringPboardType);
+
+  EXPECT_FALSE(copyToDesktopClipboard(desktop("", ""), pasteboard));
+  EXPECT_FALSE(std::filesystem::exists(directory_ / "wl-copy.in"));
+
+  EXPECT_TRUE(copyToDesktopClipboard(desktop("", ":0"), pasteboard));
+  EXPECT_EQ(recorded("xclip", "args"), "-selection|clipboard|-t|text/plain;charset=utf-8|");
+  EXPECT_EQ(recorded("xclip", "in"), "caf\xC3\xA9");
+
+  pasteboard.declareTypes({std::string(kRTFPboardType)});
+  pasteboard.setData("{\\rtf1 x}", kRTFPboardType);
+  EXPECT_TRUE(copyToDesktopClipboard(desktop("wayland-0", ":0"), pasteboard));
+  EXPECT_EQ(recorded("wl-copy", "args"), "--type|text/rtf|");
+  EXPECT_EQ(recorded("wl-copy", "in"), "{\\rtf1 x}");
+}
+
+TEST_F(DesktopHelpers, AlertIsADialogANotificationOrALogLine) {
+  std::vector<std::string> logged;
+  const auto log = [&](const std::string& line) { logged.push_back(line); };
+  showAlert(desktop("", ":0"), u"Statistics", u"Words:2\n", log);
+  EXPECT_EQ(logged, std::vector<std::string>{"Statistics: Words:2\n"});
+
+  fakeProgram("notify-send");
+  showAlert(desktop("", ":0"), u"Statistics", u"Words:2\n", log);
+  EXPECT_EQ(recorded("notify-send", "args"), "--urgency=critical|Statistics|Words:2\n|");
+
+  fakeProgram("zenity");
+  showAlert(desktop("", ""), u"Statistics", u"Words:3\n", log);
+  EXPECT_FALSE(std::filesystem::exists(directory_ / "zenity.args"));  // no display, no dialog
+  showAlert(desktop("", ":0"), u"Statistics", u"Words:4\n", log);
+  EXPECT_EQ(recorded("zenity", "args"), "--error|--no-markup|--title|Statistics|--text|Words:4\n|");
+  EXPECT_EQ(logged.size(), 1u);
+}
+
+}  // namespace
+}  // namespace textrix

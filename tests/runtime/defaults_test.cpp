@@ -1,0 +1,110 @@
+#include "runtime/defaults.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+
+namespace textrix {
+namespace {
+
+class UserDefaultsTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    directory_ =
+        std::filesystem::temp_directory_path() /
+        ("textrix-defaults-" + std::to_string(::testing::UnitTest::GetInstance()->random_seed()) +
+         ::testing::UnitTest::GetInstance()->current_test_info()->name());
+    std::filesystem::remove_all(directory_);
+  }
+  void TearDown() override { std::filesystem::remove_all(directory_); }
+
+  std::filesystem::path file() const { return directory_ / "config" / "defaults"; }
+
+  std::filesystem::path directory_;
+};
+
+TEST_F(UserDefaultsTest, TypedReadingsOfStoredText) {
+  struct Case {
+    const char* value;
+    std::int64_t integer;
+    bool boolean;
+    double real;
+  };
+  const Case cases[] = {
+      {"12", 12, true, 12.0},
+      {"  -7", -7, true, -7.0},
+      {"+3.9x", 3, true, 3.9},
+      {"abc", 0, false, 0.0},
+      {"", 0, false, 0.0},
+      {"YES", 0, true, 0.0},
+      {"true", 0, true, 0.0},
+      {"00", 0, false, 0.0},
+      {"0.5", 0, false, 0.5},
+      {"99999999999999999999999", INT64_MAX, true, 1e23},
+      {"-99999999999999999999999", -INT64_MAX, true, -1e23},
+  };
+  UserDefaults defaults(file());
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.value);
+    defaults.setString(c.value, "key");
+    EXPECT_EQ(defaults.integerForKey("key", 42), c.integer);
+    EXPECT_EQ(defaults.boolForKey("key", true), c.boolean);
+    EXPECT_DOUBLE_EQ(defaults.doubleForKey("key", 42.0), c.real);
+  }
+}
+
+TEST_F(UserDefaultsTest, DefaultsApplyOnlyToMissingKeys) {
+  UserDefaults defaults(file());
+  EXPECT_EQ(defaults.integerForKey("absent", 4), 4);
+  EXPECT_EQ(defaults.stringForKey("absent", "fallback"), "fallback");
+  EXPECT_FALSE(defaults.stringForKey("absent"));
+  defaults.setString("", "empty");
+  EXPECT_EQ(defaults.integerForKey("empty", 4), 0);
+  EXPECT_EQ(defaults.stringForKey("empty", "fallback"), "");
+}
+
+TEST_F(UserDefaultsTest, SetOrRemoveRemovesOnlyMissingOrEmptyValues) {
+  UserDefaults defaults(file());
+  defaults.setString("x", "string");
+  defaults.setOrRemoveString("", "string");
+  EXPECT_FALSE(defaults.objectForKey("string"));
+  defaults.setString("x", "object");
+  defaults.setOrRemoveObject("", "object");
+  EXPECT_EQ(defaults.objectForKey("object"), "");
+  defaults.setOrRemoveObject(std::nullopt, "object");
+  EXPECT_FALSE(defaults.objectForKey("object"));
+}
+
+TEST_F(UserDefaultsTest, SynchronizeWritesAFileThatReadsBackTheSame) {
+  UserDefaults defaults(file());
+  defaults.setInteger(8, "TabulatorWidth");
+  defaults.setDouble(0.1, "Ratio");
+  defaults.setString("two\nlines \\ and = sign", "Text");
+  ASSERT_EQ(defaults.synchronize(), "");
+
+  UserDefaults again(file());
+  EXPECT_EQ(again.dictionaryRepresentation(), defaults.dictionaryRepresentation());
+  EXPECT_EQ(again.doubleForKey("Ratio"), 0.1);
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(file().parent_path()), {}), 1)
+      << "no temporary file is left behind";
+}
+
+TEST_F(UserDefaultsTest, AnUnreadableFileIsNeverOverwritten) {
+  std::filesystem::create_directories(file() / "kept");
+  UserDefaults defaults(file());
+  EXPECT_TRUE(defaults.unreadable());
+  defaults.setInteger(4, "TabulatorWidth");
+  EXPECT_NE(defaults.synchronize(), "");
+  EXPECT_TRUE(std::filesystem::exists(file() / "kept"));
+}
+
+TEST(UserDefaultsKeys, RejectKeysThatCannotBeStoredOnOneLine) {
+  EXPECT_TRUE(UserDefaults::isValidKey("TabulatorWidth"));
+  for (std::string_view key : {std::string_view(""), std::string_view("a=b"),
+                               std::string_view("a\nb"), std::string_view("a\0b", 3)}) {
+    EXPECT_FALSE(UserDefaults::isValidKey(key));
+  }
+}
+
+}  // namespace
+}  // namespace textrix
