@@ -239,16 +239,16 @@ std::u16string stringByCapitalizingSentences(std::u16string_view text) {
   return capitalizeSentenceStarts(mapped(text, CaseMapping::lower));
 }
 
-void AttributedText::uppercase() {
-  changeCaseRunByRun(*this, CaseMapping::upper);
+void uppercase(AttributedText& text) {
+  changeCaseRunByRun(text, CaseMapping::upper);
 }
 
-void AttributedText::lowercase() {
-  changeCaseRunByRun(*this, CaseMapping::lower);
+void lowercase(AttributedText& text) {
+  changeCaseRunByRun(text, CaseMapping::lower);
 }
 
-void AttributedText::capitalize() {
-  changeCaseRunByRun(*this, CaseMapping::title);
+void capitalize(AttributedText& text) {
+  changeCaseRunByRun(text, CaseMapping::title);
 }
 
 // The case handlers: upper, lower and capitalize words keep the attributes of rich text; capitalize
@@ -258,15 +258,15 @@ namespace {
 
 struct Uppercase {
   void operator()(std::u16string& text) const { uppercase(text); }
-  void operator()(AttributedText& text) const { text.uppercase(); }
+  void operator()(AttributedText& text) const { uppercase(text); }
 };
 struct Lowercase {
   void operator()(std::u16string& text) const { lowercase(text); }
-  void operator()(AttributedText& text) const { text.lowercase(); }
+  void operator()(AttributedText& text) const { lowercase(text); }
 };
 struct Capitalize {
   void operator()(std::u16string& text) const { capitalize(text); }
-  void operator()(AttributedText& text) const { text.capitalize(); }
+  void operator()(AttributedText& text) const { capitalize(text); }
 };
 
 }  // namespace

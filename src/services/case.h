@@ -2,9 +2,9 @@
 //
 // Upper, lower and capitalize apply the full Unicode case mapping of no locale to a whole text, so
 // the length may change (U+00DF upper-cases to "SS"); word starts for capitalize are the Unicode
-// word boundaries. AttributedText has the same three operations as members, which map run by run:
-// each run is mapped on its own and keeps its attributes, so a word whose tail is bold gets a
-// capital at the start of the bold run too.
+// word boundaries. On attributed text the same three operations map run by run: each run is mapped
+// on its own and keeps its attributes, so a word whose tail is bold gets a capital at the start of
+// the bold run too.
 //
 //   std::u16string s = u"stra\u00DFe";
 //   textrix::uppercase(s);                                  // "STRASSE"
@@ -16,6 +16,8 @@
 #include <string>
 #include <string_view>
 
+#include "text/attributed_text.h"
+
 namespace textrix {
 
 // The whole text in upper case (full mapping, no locale); the upper service on plain text.
@@ -25,6 +27,10 @@ void lowercase(std::u16string& text);
 // The first cased letter of every word in title case and every other letter in lower case; the
 // capitalize-words service on plain text.
 void capitalize(std::u16string& text);
+// The same three, run by run, for rich text.
+void uppercase(AttributedText& text);
+void lowercase(AttributedText& text);
+void capitalize(AttributedText& text);
 
 // The capitalize-sentences service: text lower-cased, then the first letter with case after the
 // start, after '.', ':' or ';' and after an opening straight double quote upper-cased ('!' and

@@ -147,7 +147,7 @@ AttributedText reformattedAttributedStringByRemovingCharactersOfString(
     result.appendString(state.separatorBefore(size));
     state.breakNext = spacing > kParagraphSpacingThreshold ||
                       (length > kLongLineLength && line.string().back() != kLineSeparator);
-    line.trimWhiteSpaces();
+    trimWhiteSpaces(line);
     result.appendString(line);
     state.lastSize = size;
     state.prevAppended = true;

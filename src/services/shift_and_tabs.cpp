@@ -156,12 +156,12 @@ void encodeTabs(std::u16string& text, int width) {
   convertTabs<StringRewriter>(text, width, scanTabEncoding);
 }
 
-void AttributedText::decodeTabs(int width) {
-  convertTabs<Rewriter>(*this, width, scanTabDecoding);
+void decodeTabs(AttributedText& text, int width) {
+  convertTabs<AttributedText::Rewriter>(text, width, scanTabDecoding);
 }
 
-void AttributedText::encodeTabs(int width) {
-  convertTabs<Rewriter>(*this, width, scanTabEncoding);
+void encodeTabs(AttributedText& text, int width) {
+  convertTabs<AttributedText::Rewriter>(text, width, scanTabEncoding);
 }
 
 PlainLinesAndEmptyString getEmptyMutableStringAndLines(std::u16string_view text) {
@@ -183,7 +183,7 @@ void convertTabsOfLines(PlainLinesAndEmptyString& selection, int width, bool enc
 void convertTabsOfLines(AttributedLinesAndEmptyText& selection, int width, bool encode) {
   for (const AttributedText& line : selection.lines) {
     AttributedText copy(line);
-    encode ? copy.encodeTabs(width) : copy.decodeTabs(width);
+    encode ? encodeTabs(copy, width) : decodeTabs(copy, width);
     selection.result.appendString(copy);
   }
 }

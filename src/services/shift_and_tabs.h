@@ -11,8 +11,8 @@
 //   textrix::decodeTabs(s, 4);                             // "a   b"
 //   textrix::encodeTabs(s, 4);                             // "a\tb"
 //
-// AttributedText has encodeTabs and decodeTabs as members: a tab or run of spaces put in takes
-// the attributes of the first character it replaces, and every other character keeps its own.
+// On attributed text, a tab or run of spaces put in takes the attributes of the first character it
+// replaces, and every other character keeps its own.
 #pragma once
 
 #include <string>
@@ -37,6 +37,8 @@ void decodeTabs(std::u16string& text, int width);
 // Entab, in place: every run of blanks that ends exactly on a tab stop becomes one tab, even a
 // single space; blanks short of a stop stay. A width below 1 changes nothing.
 void encodeTabs(std::u16string& text, int width);
+void decodeTabs(AttributedText& text, int width);
+void encodeTabs(AttributedText& text, int width);
 
 // The selection as the tab service works on it: its lines, and an empty text of the same kind to
 // collect the converted lines in.

@@ -107,23 +107,23 @@ void removeMultipleFeeds(std::u16string& text) {
       text, [](char16_t c) { return isFeedCharacter(c, FeedSet::plain); }, u'\n');
 }
 
-void AttributedText::removeMultipleSpacesAndFeeds(bool feeds) {
+void removeMultipleSpacesAndFeeds(AttributedText& text, bool feeds) {
   const CharacterSetRep* blanks = blanksOf(feeds);
-  rewrite([&](EditSink& out) {
+  text.rewrite([&](EditSink& out) {
     scanRunCollapses(
-        chars_, [blanks](char16_t c) { return blanks->contains(c); }, u' ', ScanEnd::shortfall,
-        out);
+        text.string(), [blanks](char16_t c) { return blanks->contains(c); }, u' ',
+        ScanEnd::shortfall, out);
   });
 }
 
-void AttributedText::removeMultipleSpaces() {
-  removeMultipleSpacesAndFeeds(false);
+void removeMultipleSpaces(AttributedText& text) {
+  removeMultipleSpacesAndFeeds(text, false);
 }
 
-void AttributedText::removeMultipleFeeds() {
-  rewrite([&](EditSink& out) {
+void removeMultipleFeeds(AttributedText& text) {
+  text.rewrite([&](EditSink& out) {
     scanRunCollapses(
-        chars_, [](char16_t c) { return isFeedCharacter(c, FeedSet::attributed); }, u'\n',
+        text.string(), [](char16_t c) { return isFeedCharacter(c, FeedSet::attributed); }, u'\n',
         ScanEnd::shortfall, out);
   });
 }
@@ -153,11 +153,11 @@ namespace {
 
 struct RemoveMultipleSpaces {
   void operator()(std::u16string& text) const { removeMultipleSpaces(text); }
-  void operator()(AttributedText& text) const { text.removeMultipleSpaces(); }
+  void operator()(AttributedText& text) const { removeMultipleSpaces(text); }
 };
 struct RemoveMultipleFeeds {
   void operator()(std::u16string& text) const { removeMultipleFeeds(text); }
-  void operator()(AttributedText& text) const { text.removeMultipleFeeds(); }
+  void operator()(AttributedText& text) const { removeMultipleFeeds(text); }
 };
 
 }  // namespace

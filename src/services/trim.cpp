@@ -73,12 +73,12 @@ void trimFeeds(std::u16string& text) {
   text.resize(stringByTrimmingFeeds(text).size());
 }
 
-void AttributedText::trimWhiteSpaces() {
-  keepOnly(*this, rangeOf(stringByTrimmingWhiteSpaces(string()), string()));
+void trimWhiteSpaces(AttributedText& text) {
+  keepOnly(text, rangeOf(stringByTrimmingWhiteSpaces(text.string()), text.string()));
 }
 
-void AttributedText::trimFeeds() {
-  keepOnly(*this, Range{0, stringByTrimmingFeeds(string()).size()});
+void trimFeeds(AttributedText& text) {
+  keepOnly(text, Range{0, stringByTrimmingFeeds(text.string()).size()});
 }
 
 std::u16string stringByTrimmingLines(std::u16string_view text, bool left, bool right) {

@@ -10,12 +10,14 @@
 //   textrix::stringByTrimmingFeeds(u"a\n\n");                         // "a"
 //   textrix::stringByTrimmingSpacesOfLeftSideAndFeeds(u" \na", false); // "\na"
 //
-// AttributedText has trimWhiteSpaces and trimFeeds as members; the removed characters take their
+// trimWhiteSpaces and trimFeeds also take attributed text; the removed characters take their
 // attribute runs with them.
 #pragma once
 
 #include <string>
 #include <string_view>
+
+#include "text/attributed_text.h"
 
 namespace textrix {
 
@@ -33,8 +35,11 @@ std::u16string_view stringByTrimmingFeeds(std::u16string_view text);
 
 // In place: removes the leading and trailing white characters.
 void trimWhiteSpaces(std::u16string& text);
-// In place: removes the trailing run of plain feed characters.
+void trimWhiteSpaces(AttributedText& text);
+// In place: removes the trailing run of plain feed characters (U+FFFC included, so a trailing
+// attachment goes too).
 void trimFeeds(std::u16string& text);
+void trimFeeds(AttributedText& text);
 
 // The trim services: every line of text trimmed of its leading blanks (left), of its trailing
 // white characters (right) or of both, followed by its own terminator again. A line of blanks

@@ -141,16 +141,6 @@ class AttributedText {
   void normalizeString();
   void normalizeString(NormalizationForm form);
 
-  // Collapsing runs, as the plain forms in services/spaces_and_line_endings.h, and defined there:
-  // each run becomes one U+0020 (one U+000A for feeds) that takes the attributes of the run's
-  // first character. Unlike the plain forms, the scan's end starts at the length and moves back
-  // by a whole run for every run replaced, one unit more than the text shrinks, so after n runs
-  // the last n units are never looked at: "a  b  c  d" becomes "a b c  d".
-  void removeMultipleSpacesAndFeeds(bool feeds);
-  void removeMultipleSpaces();
-  // Runs of attributed feed characters (U+FFFC, an attachment, is not one).
-  void removeMultipleFeeds();
-
   // Lines, as in text/lines.h but with the attributed feed set: U+FFFC (an attachment) stays
   // inside its line.
   std::vector<AttributedText> lines() const;
@@ -161,18 +151,10 @@ class AttributedText {
   // gives an empty string.
   std::optional<AttributedText> firstLine() const;
 
-  // The services' text operations, built beside their plain forms and keeping the runs.
-  // Case, run by run: each run mapped on its own as a whole text (services/case.h).
-  void uppercase();
-  void lowercase();
-  void capitalize();
-  // Tabs at a tab width in columns, by the edit rule (services/shift_and_tabs.h).
-  void encodeTabs(int width);
-  void decodeTabs(int width);
-  // Trims: white characters at both ends; plain feed characters, U+FFFC included, at the end
-  // (services/trim.h).
-  void trimWhiteSpaces();
-  void trimFeeds();
+  // Applies the edits that scan(EditSink&) reports, each by the edit rule, in one pass over the
+  // characters and the runs; the operations of the services that keep attributes are built on it.
+  template <class Scan>
+  void rewrite(Scan scan);
 
  private:
   struct RunStart {
@@ -192,8 +174,6 @@ class AttributedText {
   void changeAttributes(Range range, ChangeAttributes change);
   template <class IsRemoved>
   void removeCharactersIf(IsRemoved isRemoved);
-  template <class Scan>
-  void rewrite(Scan scan);
 
   std::u16string chars_;
   std::vector<RunStart> runs_;  // empty exactly when chars_ is; run i spans from its start up to
@@ -222,8 +202,6 @@ class AttributedText::Rewriter final : public EditSink {
   bool edited_ = false;
 };
 
-// Runs a scan's edits over the text in one pass. Defined in the header so that members written
-// beside their plain forms, in other sources, can use it.
 template <class Scan>
 void AttributedText::rewrite(Scan scan) {
   Rewriter out(*this);

@@ -76,16 +76,16 @@ TEST(CaseMapping, LongTextsMapAsOneWhole) {
 
 TEST(AttributedCaseMapping, KeepsTheAttributesOnTheirCharacters) {
   AttributedText text = redThenBlue(u"a\u00DF", u"b c");
-  text.uppercase();
+  uppercase(text);
   EXPECT_EQ(text, redThenBlue(u"ASS", u"B C"));
-  text.lowercase();
+  lowercase(text);
   EXPECT_EQ(text, redThenBlue(u"ass", u"b c"));
 }
 
 // Every run is mapped as a text of its own: a word with a tail in another run gets two capitals.
 TEST(AttributedCaseMapping, CapitalizesTheStartOfEveryRun) {
   AttributedText text = redThenBlue(u"hEL", u"LO wORLD");
-  text.capitalize();
+  capitalize(text);
   EXPECT_EQ(text, redThenBlue(u"Hel", u"Lo World"));
 }
 

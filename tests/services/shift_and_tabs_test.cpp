@@ -73,10 +73,10 @@ TEST(TabConversion, DetabsToTheNextStopAndEntabsBlanksThatReachAStop) {
 
 TEST(AttributedTabs, PutInTabsAndSpacesTakeTheAttributesOfWhatTheyReplace) {
   AttributedText text = redThenBlue(u"ab", u"\tc");
-  text.decodeTabs(4);
+  decodeTabs(text, 4);
   EXPECT_EQ(text, redThenBlue(u"ab", u"  c"));
   text = redThenBlue(u"a ", u"  b");
-  text.encodeTabs(4);
+  encodeTabs(text, 4);
   EXPECT_EQ(text, redThenBlue(u"a\t", u"b"));
 }
 
@@ -94,7 +94,7 @@ TEST(TabService, ConvertsEveryLineOfTheSelection) {
 
     const AttributedText text = redThenBlue(chars.substr(0, 9), chars.substr(9));
     AttributedText wholeText = text;
-    encode ? wholeText.encodeTabs(4) : wholeText.decodeTabs(4);
+    encode ? encodeTabs(wholeText, 4) : decodeTabs(wholeText, 4);
     AttributedLinesAndEmptyText attributed = getEmptyMutableStringAndLines(text);
     EXPECT_EQ(attributed.lines.size(), 3u);  // U+FFFC stays inside its line
     convertTabsOfLines(attributed, 4, encode);

@@ -44,24 +44,24 @@ TEST(PlainCollapse, MakesEveryRunOneSpaceOrOneLineFeed) {
 
 TEST(AttributedCollapse, StopsOneUnitShortForEveryRunReplaced) {
   struct Case {
-    void (AttributedText::*collapse)();
+    void (*collapse)(AttributedText&);
     std::u16string text;
     std::u16string expected;
   };
   const Case cases[] = {
-      {&AttributedText::removeMultipleSpaces, u"a  b  c  d", u"a b c  d"},
-      {&AttributedText::removeMultipleFeeds, u"a\n\nb\n\n\nc\n\nd", u"a\nb\nc\n\nd"},
+      {removeMultipleSpaces, u"a  b  c  d", u"a b c  d"},
+      {removeMultipleFeeds, u"a\n\nb\n\n\nc\n\nd", u"a\nb\nc\n\nd"},
       // Single blanks count as runs replaced, even a space that stays as it is.
-      {&AttributedText::removeMultipleSpaces, u"a\tb\tc\td", u"a b c\td"},
-      {&AttributedText::removeMultipleSpaces, u"a b c\td", u"a b c\td"},
+      {removeMultipleSpaces, u"a\tb\tc\td", u"a b c\td"},
+      {removeMultipleSpaces, u"a b c\td", u"a b c\td"},
       // A run that reaches into the units never looked at is shortened.
-      {&AttributedText::removeMultipleSpaces, u"a  b    ", u"a b  "},
+      {removeMultipleSpaces, u"a  b    ", u"a b  "},
       // An attachment stays inside its line.
-      {&AttributedText::removeMultipleFeeds, u"a\uFFFC\uFFFCb\n\n", u"a\uFFFC\uFFFCb\n"},
+      {removeMultipleFeeds, u"a\uFFFC\uFFFCb\n\n", u"a\uFFFC\uFFFCb\n"},
   };
   for (const Case& test : cases) {
     AttributedText text(test.text);
-    (text.*test.collapse)();
+    test.collapse(text);
     EXPECT_EQ(text.string(), test.expected);
   }
 }
@@ -70,7 +70,7 @@ TEST(AttributedCollapse, ReplacementTakesTheAttributesOfTheRunsFirstCharacter) {
   AttributedText text(u"x", colored(0));
   text.appendString(u"\t\t", colored(1));
   text.appendString(u"  y", colored(0.5));
-  text.removeMultipleSpaces();
+  removeMultipleSpaces(text);
   EXPECT_EQ(text.string(), u"x y");
   EXPECT_EQ(text.attributesAtIndex(1), colored(1));
   EXPECT_EQ(text.attributesAtIndex(2), colored(0.5));
@@ -103,13 +103,13 @@ TEST(AttributedCollapse, MatchesTheEditByEditProcedureOnRandomTexts) {
     SCOPED_TRACE(testing::PrintToString(chars));
 
     AttributedText spaces(chars);
-    spaces.removeMultipleSpacesAndFeeds(true);
+    removeMultipleSpacesAndFeeds(spaces, true);
     EXPECT_EQ(spaces.string(),
               collapsedEditByEdit(
                   chars, [](char16_t c) { return whiteCharacterSetRep()->contains(c); }, u' '));
 
     AttributedText feeds(chars);
-    feeds.removeMultipleFeeds();
+    removeMultipleFeeds(feeds);
     EXPECT_EQ(
         feeds.string(),
         collapsedEditByEdit(

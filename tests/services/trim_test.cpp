@@ -77,12 +77,12 @@ TEST(AttributedTrimming, RemovesAttachmentsAtTheEndsAndKeepsTheRunsBetween) {
   text.appendString(u"b \n", {});
   text.appendString(u"\uFFFC", attachment);
   AttributedText trimmed = text;
-  trimmed.trimWhiteSpaces();
+  trimWhiteSpaces(trimmed);
   AttributedText expected(u"a", red);
   expected.appendString(u"b", {});
   EXPECT_EQ(trimmed, expected);
 
-  text.trimFeeds();
+  trimFeeds(text);
   EXPECT_EQ(text.string(), u"\uFFFC ab ");
   EXPECT_EQ(text.attributesAtIndex(0), attachment);
 }
