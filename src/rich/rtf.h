@@ -14,7 +14,6 @@
 // \page U+000C; every other character outside printable ASCII is written as \uN.
 #pragma once
 
-#include <cstddef>
 #include <map>
 #include <memory>
 #include <optional>
@@ -22,6 +21,7 @@
 #include <string_view>
 #include <vector>
 
+#include "rich/rich_text_error.h"
 #include "text/attributed_text.h"
 
 namespace textrix {
@@ -37,27 +37,6 @@ struct DocumentAttributes {
   std::optional<double> bottomMargin;
 
   bool operator==(const DocumentAttributes&) const = default;
-};
-
-// Why bytes could not be read as rich text.
-enum class RichTextErrorKind {
-  none,
-  notRtf,          // the bytes do not begin with "{\rtf"
-  unclosedGroup,   // the bytes end inside a group
-  tooDeep,         // groups nest deeper than the reader allows
-  notRtfd,         // the bytes are not a flat RTFD package
-  truncatedRtfd,   // a length or size in the package points past its end
-  malformedRtfd,   // a record does not end where its size says, or an entry is inconsistent
-  missingText,     // the package holds no TXT.rtf
-  unreadableFile,  // a file of an RTFD bundle could not be read or written
-};
-
-struct RichTextError {
-  RichTextErrorKind kind = RichTextErrorKind::none;
-  std::size_t offset = 0;  // byte offset where reading stopped
-
-  // A short English description of the kind, for logs and the command's messages.
-  std::string message() const;
 };
 
 // The result of reading rich text: the text and its document attributes, or the error.

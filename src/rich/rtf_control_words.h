@@ -1,0 +1,115 @@
+// The control words the RTF reader knows and what each does: the table from name to Word, the
+// character a character word stands for, and, in rtf_control_words.cpp, how the reader applies
+// every other word to its state. A name is looked up once per control word read, so the names sit
+// in a hash table instead of a chain of comparisons; an unknown name is ignored, so that documents
+// from writers with words of their own still read.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+namespace textrix::detail {
+
+// A control word as written: \name, optionally followed by a signed number.
+struct ControlWord {
+  std::string_view name;  // empty when longer than any word the reader knows
+  bool hasParameter = false;
+  int parameter = 0;
+  std::size_t end = 0;  // the offset after the word and its delimiting space
+};
+
+// What a control word does; names with one effect share a Word (\uldb and \ulwave are \ul).
+enum class Word : std::uint8_t {
+  unknown,
+  // destinations
+  fonttbl,
+  colortbl,
+  field,
+  fldinst,
+  fldrslt,
+  pict,
+  shppict,
+  nonshppict,
+  nextGraphic,
+  skippedDestination,
+  // document
+  ansi,
+  mac,
+  pc,
+  pca,
+  ansicpg,
+  deff,
+  uc,
+  u,
+  bin,
+  paperw,
+  paperh,
+  margl,
+  margr,
+  margt,
+  margb,
+  // font table and colour table entries
+  fcharset,
+  cpg,
+  red,
+  green,
+  blue,
+  // character formatting
+  plain,
+  f,
+  fs,
+  fsmilli,
+  b,
+  i,
+  ul,
+  ulnone,
+  cf,
+  cb,
+  // paragraph formatting
+  pard,
+  ql,
+  qr,
+  qc,
+  qj,
+  fi,
+  li,
+  ri,
+  sb,
+  sa,
+  sl,
+  slmult,
+  slleading,
+  // pictures
+  pngblip,
+  jpegblip,
+  // characters
+  par,
+  line,
+  tab,
+  page,
+  cell,
+  row,
+  emdash,
+  endash,
+  emspace,
+  enspace,
+  qmspace,
+  bullet,
+  lquote,
+  rquote,
+  ldblquote,
+  rdblquote,
+  zwj,
+  zwnj,
+  ltrmark,
+  rtlmark,
+};
+
+// The word of a control word's name; Word::unknown for a name the reader does not know.
+Word lookUpWord(std::string_view name);
+
+// The character a control word stands for, or 0 when it stands for none.
+char16_t characterOfWord(Word word);
+
+}  // namespace textrix::detail
