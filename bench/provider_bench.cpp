@@ -1,8 +1,8 @@
 // Round trips to the provider, each on a private dbus-daemon whose service directory is the build
-// tree's: a warm request with a 4 KiB selection, and a cold start (activation and first request).
-// Prints the median and the 99th percentile of each.
+// tree's: a warm request with a 4 KiB selection, a warm request with a 1 MiB one, and a cold start
+// (activation and first request). Prints the median and the 99th percentile of each.
 //
-//   build/provider_bench [WARM_REQUESTS] [COLD_STARTS]     (defaults 5000 and 40)
+//   build/provider_bench [WARM_REQUESTS] [COLD_STARTS] [LARGE_REQUESTS]   (defaults 5000, 40, 50)
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
@@ -18,7 +18,7 @@
 #include <string>
 #include <vector>
 
-#include "provider/bus_adaptor.h"
+#include "provider/client.h"
 
 namespace {
 
@@ -80,24 +80,21 @@ class PrivateBus {
   std::string address_;
 };
 
-textrix::BusPasteboard selection() {
+textrix::BusPasteboard selection(std::size_t size) {
   std::string text;
-  while (text.size() < 4096) text += "The quick brown fox jumps over the lazy dog.\n";
-  text.resize(4096);
+  while (text.size() < size) text += "The quick brown fox jumps over the lazy dog.\n";
+  text.resize(size);
   return {{"text/plain;charset=utf-8", std::vector<std::uint8_t>(text.begin(), text.end())}};
 }
 
-// One Perform of upper on the selection; its time in microseconds.
+// One Perform of upper on the selection, sent as textrix call and textrix pick send it; its time in
+// microseconds.
 double roundTrip(sdbus::IProxy& proxy, const textrix::BusPasteboard& pasteboard) {
-  textrix::BusPasteboard answer;
-  std::string error;
   const Clock::time_point start = Clock::now();
-  proxy.callMethod("Perform")
-      .onInterface(std::string(textrix::kInterfaceName))
-      .withArguments(std::string("upper"), pasteboard, std::string(), textrix::BusOptions{})
-      .storeResultsTo(answer, error);
+  const textrix::ProviderReply reply = textrix::performOnProvider(proxy, "upper", pasteboard, "");
   const double micros = std::chrono::duration<double, std::micro>(Clock::now() - start).count();
-  if (answer.size() != 1 || answer[0].get<1>().size() != 4096) {
+  if (reply.failure || reply.pasteboard.size() != 1 ||
+      reply.pasteboard[0].get<1>().size() != pasteboard[0].get<1>().size()) {
     std::fprintf(stderr, "provider_bench: unexpected answer\n");
     std::exit(1);
   }
@@ -116,10 +113,12 @@ void report(const char* name, std::vector<double> micros) {
 int main(int argc, char** argv) {
   const int warmRequests = argc > 1 ? std::atoi(argv[1]) : 5000;
   const int coldStarts = argc > 2 ? std::atoi(argv[2]) : 40;
+  const int largeRequests = argc > 3 ? std::atoi(argv[3]) : 50;
   const auto directory = std::filesystem::temp_directory_path() /
                          ("textrix-provider-bench-" + std::to_string(getpid()));
   std::filesystem::create_directories(directory);
-  const textrix::BusPasteboard pasteboard = selection();
+  const textrix::BusPasteboard pasteboard = selection(4096);
+  const textrix::BusPasteboard large = selection(std::size_t{1} << 20);
   try {
     {
       PrivateBus bus(directory);
@@ -130,6 +129,9 @@ int main(int argc, char** argv) {
       std::vector<double> micros;
       for (int i = 0; i < warmRequests; ++i) micros.push_back(roundTrip(*proxy, pasteboard));
       report("warm round trip, upper, 4 KiB", micros);
+      micros.clear();
+      for (int i = 0; i < largeRequests; ++i) micros.push_back(roundTrip(*proxy, large));
+      report("warm round trip, upper, 1 MiB", micros);
     }
     std::vector<double> micros;
     for (int i = 0; i < coldStarts; ++i) {

@@ -1,26 +1,24 @@
 // textrix serve [--slice SECONDS] and textrix call SERVICE [FILE] [--type T] [--application NAME]:
 // the provider on the session bus and the command that sends it a request.
 #include <cerrno>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "arguments.h"
 #include "commands.h"
 #include "desktop/desktop.h"
-#include "provider/bus_adaptor.h"
+#include "provider/client.h"
 #include "provider/serve_loop.h"
-#include "provider_request.h"
 #include "selection.h"
+#include "text/encodings.h"
 
 namespace textrix::command {
 namespace {
-
-// How long textrix call waits for an answer: long enough for a service that shows an alert and
-// waits for the user to dismiss it.
-constexpr std::chrono::seconds kCallTimeout{300};
 
 // A slice length in seconds, more than 0 and at most a day; fractions allowed.
 std::optional<std::chrono::milliseconds> sliceNamed(std::string_view text) {
@@ -59,49 +57,15 @@ std::string parseCallOptions(std::span<const std::string_view> arguments, CallOp
   return {};
 }
 
-int unreachable(const std::string& problem) {
-  std::fprintf(stderr, "textrix: cannot reach the provider %s: %s\n", std::string(kBusName).c_str(),
-               problem.c_str());
-  return kUnreachable;
-}
-
-// The exit status and message of a bus error that answered a request.
-int reportBusError(const sdbus::Error& error) {
-  const std::optional<RequestProblem> problem = requestProblemNamed(error.getName());
-  if (!problem) return unreachable(error.getMessage());
-  switch (*problem) {
-    case RequestProblem::unknownService:
-      return usageError(error.getMessage());
-    case RequestProblem::internal:
-      std::fprintf(stderr, "textrix: the provider failed: %s\n", error.getMessage().c_str());
-      return kUnreachable;
-    default:
-      std::fprintf(stderr, "textrix: %s\n", error.getMessage().c_str());
-      return kUsageError;
-  }
+// The exit status of a request that the provider did not answer; the failure is printed. An
+// unknown service is told with the usage, as textrix SERVICE tells it.
+int reportFailure(const ProviderFailure& failure) {
+  if (failure.problem == RequestProblem::unknownService) return usageError(failure.message);
+  std::fprintf(stderr, "textrix: %s\n", failure.description().c_str());
+  return failure.refused() ? kUsageError : kUnreachable;
 }
 
 }  // namespace
-
-std::optional<int> performOnProvider(const std::string& service, const BusPasteboard& request,
-                                     const std::string& application, BusPasteboard& answer,
-                                     std::string& error) {
-  try {
-    std::unique_ptr<sdbus::IConnection> connection = sdbus::createSessionBusConnection();
-    std::unique_ptr<sdbus::IProxy> proxy =
-        sdbus::createProxy(*connection, std::string(kBusName), std::string(kObjectPath));
-    BusOptions busOptions;
-    if (!application.empty()) busOptions["application"] = application;
-    proxy->callMethod("Perform")
-        .onInterface(std::string(kInterfaceName))
-        .withTimeout(kCallTimeout)
-        .withArguments(service, request, std::string(), busOptions)
-        .storeResultsTo(answer, error);
-  } catch (const sdbus::Error& busError) {
-    return reportBusError(busError);
-  }
-  return std::nullopt;
-}
 
 int serve(std::span<const std::string_view> arguments) {
   ServeOptions options;
@@ -148,26 +112,26 @@ int callService(std::span<const std::string_view> arguments) {
                  std::strerror(errno));
     return kUsageError;
   }
-  ServicePasteboard pasteboard("textrix");
+  // Text that is not UTF-8 is refused here, as textrix SERVICE refuses it, without asking (or
+  // starting) the provider; valid text goes out as the bytes it is.
   const std::string_view type = options.type.value_or(detectType(*bytes));
-  if (std::string problem = putSelection(std::move(*bytes), type, pasteboard); !problem.empty()) {
-    std::fprintf(stderr, "textrix: %s\n", problem.c_str());
-    return kUsageError;
+  if (type == kStringPboardType) {
+    if (const Utf8Decoding decoded = decodeUtf8(*bytes); !decoded.ok()) {
+      std::fprintf(stderr, "textrix: invalid UTF-8 at byte %zu\n", decoded.errorOffset);
+      return kUsageError;
+    }
   }
+  const BusPasteboard request = {
+      {std::string(type), std::vector<std::uint8_t>(bytes->begin(), bytes->end())}};
 
-  BusPasteboard answer;
-  std::string error;
-  if (std::optional<int> status =
-          performOnProvider(service, busFromItems(itemsFromPasteboard(pasteboard)),
-                            options.application, answer, error)) {
-    return *status;
-  }
-  if (!error.empty()) {
-    std::fprintf(stderr, "%s\n", error.c_str());
+  const ProviderReply reply = performOnProvider(service, request, options.application);
+  if (reply.failure) return reportFailure(*reply.failure);
+  if (!reply.error.empty()) {
+    std::fprintf(stderr, "%s\n", reply.error.c_str());
     return kServiceFailed;
   }
-  if (!answer.empty() && !answer.front().get<1>().empty()) {
-    const std::vector<std::uint8_t>& content = answer.front().get<1>();
+  if (!reply.pasteboard.empty() && !reply.pasteboard.front().get<1>().empty()) {
+    const std::vector<std::uint8_t>& content = reply.pasteboard.front().get<1>();
     std::fwrite(content.data(), 1, content.size(), stdout);
   }
   return kSuccess;

@@ -22,7 +22,7 @@
 #include "commands.h"
 #include "desktop/desktop.h"
 #include "desktop/x11_selection.h"
-#include "provider_request.h"
+#include "provider/client.h"
 #include "rich/rtf.h"
 #include "rich/rtfd.h"
 #include "services/catalogue.h"
@@ -351,12 +351,12 @@ int pick(std::span<const std::string_view> arguments) {
   }
 
   const BusPasteboard request = requestFromSelection(*selection);
-  BusPasteboard answer;
-  std::string error;
-  if (std::optional<int> status = performOnProvider(
-          std::string(entry->name), request, selection->activeApplication(), answer, error)) {
+  const auto [failure, answer, error] =
+      performOnProvider(entry->name, request, selection->activeApplication());
+  if (failure) {
+    std::fprintf(stderr, "textrix: %s\n", failure->description().c_str());
     notifyUser(desktop, "textrix: the provider cannot be reached");
-    return *status;
+    return failure->refused() ? kUsageError : kUnreachable;
   }
   if (!error.empty()) {
     tellUser(desktop, error);

@@ -2,11 +2,26 @@
 
 #include <exception>
 
+#include "provider/bus_pasteboard.h"
+
 namespace textrix {
 namespace {
 
 sdbus::Error busError(const RequestError& error) {
   return sdbus::Error(error.name(), error.message);
+}
+
+// Rethrows the exception being handled as what a call is answered with: a bus error as it is,
+// anything else (out of memory, most likely) as the Internal error, so that this request fails and
+// the provider goes on.
+[[noreturn]] void rethrowAsBusError() {
+  try {
+    throw;
+  } catch (const sdbus::Error&) {
+    throw;
+  } catch (const std::exception& exception) {
+    throw busError({RequestProblem::internal, exception.what()});
+  }
 }
 
 std::string stringOption(const BusOptions& options, const std::string& key) {
@@ -22,47 +37,17 @@ std::string stringOption(const BusOptions& options, const std::string& key) {
 
 }  // namespace
 
-std::vector<PasteboardItem> itemsFromBus(const BusPasteboard& pasteboard) {
-  std::vector<PasteboardItem> items;
-  items.reserve(pasteboard.size());
-  for (const auto& entry : pasteboard) {
-    const std::vector<std::uint8_t>& bytes = entry.get<1>();
-    items.push_back({entry.get<0>(), std::string(bytes.begin(), bytes.end())});
-  }
-  return items;
-}
-
-BusPasteboard busFromItems(const std::vector<PasteboardItem>& items) {
-  BusPasteboard pasteboard;
-  pasteboard.reserve(items.size());
-  for (const PasteboardItem& item : items) {
-    pasteboard.emplace_back(item.type,
-                            std::vector<std::uint8_t>(item.content.begin(), item.content.end()));
-  }
-  return pasteboard;
-}
-
 RequestOptions requestOptionsFromBus(const BusOptions& options) {
   return {stringOption(options, "application"), stringOption(options, "pasteboard")};
 }
 
-std::tuple<BusPasteboard, std::string> performOnBus(RequestServer& server,
-                                                    const std::string& service,
-                                                    const BusPasteboard& pasteboard,
-                                                    const std::string& userData,
-                                                    const BusOptions& options) {
-  try {
-    const RequestOptions requestOptions = requestOptionsFromBus(options);
-    RequestOutcome outcome =
-        server.perform(service, itemsFromBus(pasteboard), userData, requestOptions);
-    if (outcome.failure) throw busError(*outcome.failure);
-    return {busFromItems(outcome.pasteboard), std::move(outcome.error)};
-  } catch (const sdbus::Error&) {
-    throw;
-  } catch (const std::exception& exception) {
-    // Out of memory, most likely: this request fails, the provider goes on.
-    throw busError({RequestProblem::internal, exception.what()});
-  }
+RequestOutcome performOnBus(RequestServer& server, std::string_view service,
+                            std::span<const PasteboardItem> pasteboard, std::string_view userData,
+                            const BusOptions& options) {
+  const RequestOptions requestOptions = requestOptionsFromBus(options);
+  RequestOutcome outcome = server.perform(service, pasteboard, userData, requestOptions);
+  if (outcome.failure) throw busError(*outcome.failure);
+  return outcome;
 }
 
 std::vector<BusServiceDescription> listServicesOnBus(const RequestServer& server) {
@@ -73,22 +58,23 @@ std::vector<BusServiceDescription> listServicesOnBus(const RequestServer& server
                             std::move(service.sendTypes), std::move(service.returnTypes));
     }
     return services;
-  } catch (const std::exception& exception) {
-    throw busError({RequestProblem::internal, exception.what()});
+  } catch (...) {
+    rethrowAsBusError();
   }
 }
 
 TextrixAdaptor::TextrixAdaptor(sdbus::IConnection& connection, RequestServer& server)
     : server_(server), object_(sdbus::createObject(connection, std::string(kObjectPath))) {
   const std::string interface(kInterfaceName);
-  object_->registerMethod("Perform")
-      .onInterface(interface)
-      .withInputParamNames("service", "pasteboard", "userData", "options")
-      .withOutputParamNames("pasteboard", "error")
-      .implementedAs([this](const std::string& service, const BusPasteboard& pasteboard,
-                            const std::string& userData, const BusOptions& options) {
-        return performOnBus(server_, service, pasteboard, userData, options);
-      });
+  // Perform takes its call as a message, so that the pasteboards go through bus_pasteboard.h; the
+  // signatures are those of the types a client calls it with.
+  object_->registerMethod(
+      interface, "Perform",
+      sdbus::signature_of<std::string>::str() + sdbus::signature_of<BusPasteboard>::str() +
+          sdbus::signature_of<std::string>::str() + sdbus::signature_of<BusOptions>::str(),
+      {"service", "pasteboard", "userData", "options"},
+      sdbus::signature_of<BusPasteboard>::str() + sdbus::signature_of<std::string>::str(),
+      {"pasteboard", "error"}, [this](sdbus::MethodCall call) { perform(std::move(call)); });
   object_->registerMethod("ListServices")
       .onInterface(interface)
       .withOutputParamNames("services")
@@ -97,6 +83,23 @@ TextrixAdaptor::TextrixAdaptor(sdbus::IConnection& connection, RequestServer& se
     return Textrix::isSpeaking();
   });
   object_->finishRegistration();
+}
+
+void TextrixAdaptor::perform(sdbus::MethodCall call) {
+  try {
+    std::string service, userData;
+    BusOptions options;
+    call >> service;
+    const std::vector<PasteboardItem> pasteboard = readPasteboard(rawMessage(call));
+    call >> userData >> options;
+    const RequestOutcome outcome = performOnBus(server_, service, pasteboard, userData, options);
+    sdbus::MethodReply reply = call.createReply();
+    appendPasteboard(rawMessage(reply), outgoingItems(outcome.pasteboard));
+    reply << outcome.error;
+    reply.send();
+  } catch (...) {
+    rethrowAsBusError();
+  }
 }
 
 }  // namespace textrix

@@ -2,9 +2,10 @@
 // org.textrix.Textrix1, which a desktop integration (or textrix call) calls under the name
 // org.textrix.Textrix.
 //
-//   Perform(s service, a(say) pasteboard, s userData, a{sv} options) -> (a(say) pasteboard, s
-//   error) ListServices() -> a(ssasas)      name, handler, send types, return types property
-//   Speaking: b, read-only
+//   Perform(s service, a(say) pasteboard, s userData, a{sv} options)
+//       -> (a(say) pasteboard, s error)
+//   ListServices() -> a(ssasas)      name, handler, send types, return types
+//   property Speaking: b, read-only
 //
 //   std::unique_ptr<sdbus::IConnection> connection = sdbus::createSessionBusConnection();
 //   textrix::RequestServer server;
@@ -12,8 +13,9 @@
 //   connection->requestName(std::string(textrix::kBusName));
 //
 // A failed request is answered with the bus error of its problem (RequestError::name), never by
-// ending the provider. The handlers below the adaptor are free functions, so that they run
-// without a bus.
+// ending the provider. Perform reads the request's pasteboard from the message and writes the
+// result's into the reply itself (provider/bus_pasteboard.h). The handlers below the adaptor are
+// free functions, so that they run without a bus.
 #pragma once
 
 #include <sdbus-c++/sdbus-c++.h>
@@ -21,9 +23,9 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
-#include <tuple>
 #include <vector>
 
 #include "provider/requests.h"
@@ -34,7 +36,7 @@ inline constexpr std::string_view kBusName = "org.textrix.Textrix";
 inline constexpr std::string_view kObjectPath = "/org/textrix/Textrix";
 inline constexpr std::string_view kInterfaceName = "org.textrix.Textrix1";
 
-// The pasteboard of a request and of its answer: a(say).
+// The pasteboard of a request and of its answer as a client holds it: a(say).
 using BusPasteboard = std::vector<sdbus::Struct<std::string, std::vector<std::uint8_t>>>;
 // The options of a request: a{sv}.
 using BusOptions = std::map<std::string, sdbus::Variant>;
@@ -42,20 +44,15 @@ using BusOptions = std::map<std::string, sdbus::Variant>;
 using BusServiceDescription =
     sdbus::Struct<std::string, std::string, std::vector<std::string>, std::vector<std::string>>;
 
-std::vector<PasteboardItem> itemsFromBus(const BusPasteboard& pasteboard);
-BusPasteboard busFromItems(const std::vector<PasteboardItem>& items);
-
 // The request options "application" (s) and "pasteboard" (s); other keys are ignored. Throws the
 // InvalidOption error for either with a value that is not a string.
 RequestOptions requestOptionsFromBus(const BusOptions& options);
 
-// Perform as the bus calls it. Throws the sdbus::Error of the request's problem; anything else
-// thrown while serving becomes the Internal error.
-std::tuple<BusPasteboard, std::string> performOnBus(RequestServer& server,
-                                                    const std::string& service,
-                                                    const BusPasteboard& pasteboard,
-                                                    const std::string& userData,
-                                                    const BusOptions& options);
+// Perform as the bus calls it, on the request's items. Throws the sdbus::Error of the request's
+// problem.
+RequestOutcome performOnBus(RequestServer& server, std::string_view service,
+                            std::span<const PasteboardItem> pasteboard, std::string_view userData,
+                            const BusOptions& options);
 // ListServices as the bus calls it.
 std::vector<BusServiceDescription> listServicesOnBus(const RequestServer& server);
 
@@ -67,6 +64,9 @@ class TextrixAdaptor final {
   TextrixAdaptor& operator=(const TextrixAdaptor&) = delete;
 
  private:
+  // Answers a Perform call, or throws the bus error it is answered with.
+  void perform(sdbus::MethodCall call);
+
   RequestServer& server_;
   std::unique_ptr<sdbus::IObject> object_;
 };

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <utility>
+#include <variant>
 
 #include "services/catalogue.h"
 #include "text/encodings.h"
@@ -19,7 +20,7 @@ struct ProblemName {
   RequestProblem problem;
   std::string_view name;
 };
-constexpr std::array<ProblemName, 8> kProblemNames = {{
+constexpr auto kProblemNames = std::to_array<ProblemName>({
     {RequestProblem::unknownService, "UnknownService"},
     {RequestProblem::malformedPasteboard, "MalformedPasteboard"},
     {RequestProblem::unknownType, "UnknownType"},
@@ -27,24 +28,34 @@ constexpr std::array<ProblemName, 8> kProblemNames = {{
     {RequestProblem::tooLarge, "TooLarge"},
     {RequestProblem::invalidOption, "InvalidOption"},
     {RequestProblem::internal, "Internal"},
-}};
+});
 
 struct TypeAlias {
   std::string_view alias;
   std::string_view type;
 };
-constexpr std::array<TypeAlias, 3> kTypeAliases = {{
+constexpr auto kTypeAliases = std::to_array<TypeAlias>({
     {"text/plain;charset=utf-8", kStringPboardType},
     {"text/rtf", kRTFPboardType},
     {"application/x-rtfd", kRTFDPboardType},
-}};
-constexpr std::array<std::string_view, 6> kKnownTypes = {
-    kRTFDPboardType, kRTFPboardType,  kStringPboardType,
-    kTIFFPboardType, kPICTPboardType, kPDFPboardType,
-};
+});
+constexpr auto kKnownTypes = std::to_array<std::string_view>({
+    kRTFDPboardType,
+    kRTFPboardType,
+    kStringPboardType,
+    kTIFFPboardType,
+    kPICTPboardType,
+    kPDFPboardType,
+});
 
 std::vector<std::string> typeNames(std::span<const std::string_view> types) {
   return std::vector<std::string>(types.begin(), types.end());
+}
+
+// The refusal of a selection or a result over the limit.
+RequestError tooLarge(std::string_view what) {
+  return {RequestProblem::tooLarge, std::string(what) + " is larger than " +
+                                        std::to_string(kMaxSelectionBytes >> 20) + " MiB"};
 }
 
 }  // namespace
@@ -82,17 +93,14 @@ std::optional<RequestError> pasteboardFromItems(std::span<const PasteboardItem> 
   std::vector<std::string> types;
   for (const PasteboardItem& item : items) {
     total += item.content.size();
-    if (total > kMaxSelectionBytes) {
-      return RequestError{
-          RequestProblem::tooLarge,
-          "the selection is larger than " + std::to_string(kMaxSelectionBytes >> 20) + " MiB"};
-    }
+    if (total > kMaxSelectionBytes) return tooLarge("the selection");
     if (item.type.empty()) {
       return RequestError{RequestProblem::malformedPasteboard, "a type has no name"};
     }
     std::optional<std::string_view> type = canonicalPasteboardType(item.type);
     if (!type) {
-      return RequestError{RequestProblem::unknownType, "unknown pasteboard type " + item.type};
+      return RequestError{RequestProblem::unknownType,
+                          "unknown pasteboard type " + std::string(item.type)};
     }
     if (std::find(types.begin(), types.end(), *type) != types.end()) {
       return RequestError{RequestProblem::malformedPasteboard,
@@ -103,7 +111,7 @@ std::optional<RequestError> pasteboardFromItems(std::span<const PasteboardItem> 
   pasteboard.declareTypes(types);
   for (std::size_t i = 0; i < items.size(); ++i) {
     if (types[i] != kStringPboardType) {
-      pasteboard.setData(items[i].content, types[i]);
+      pasteboard.setData(std::string(items[i].content), types[i]);
       continue;
     }
     Utf8Decoding decoded = decodeUtf8(items[i].content);
@@ -117,13 +125,27 @@ std::optional<RequestError> pasteboardFromItems(std::span<const PasteboardItem> 
   return std::nullopt;
 }
 
-std::vector<PasteboardItem> itemsFromPasteboard(const ServicePasteboard& pasteboard) {
-  std::vector<PasteboardItem> items;
+std::size_t OutgoingItem::size() const {
+  if (const auto* text = std::get_if<std::u16string_view>(&content)) return utf8Length(*text);
+  return std::get<std::string_view>(content).size();
+}
+
+void OutgoingItem::copyTo(char* target) const {
+  if (const auto* text = std::get_if<std::u16string_view>(&content)) {
+    encodeUtf8(*text, target);
+  } else {
+    const std::string_view bytes = std::get<std::string_view>(content);
+    bytes.copy(target, bytes.size());
+  }
+}
+
+std::vector<OutgoingItem> outgoingItems(const ServicePasteboard& pasteboard) {
+  std::vector<OutgoingItem> items;
   for (const std::string& type : pasteboard.types()) {
     if (auto string = pasteboard.stringForType(type)) {
-      items.push_back({type, encodeUtf8(*string)});
+      items.push_back({type, *string});
     } else if (auto data = pasteboard.dataForType(type)) {
-      items.push_back({type, std::string(*data)});
+      items.push_back({type, *data});
     }
   }
   return items;
@@ -157,14 +179,12 @@ RequestOutcome RequestServer::perform(std::string_view service,
   application_.clear();
   if (!outcome.error.empty() || request.changeCount() == changeCount) return outcome;
 
-  outcome.pasteboard = itemsFromPasteboard(request);
   std::size_t total = 0;
-  for (const PasteboardItem& item : outcome.pasteboard) total += item.content.size();
+  for (const OutgoingItem& item : outgoingItems(request)) total += item.size();
   if (total > kMaxSelectionBytes) {
-    outcome.pasteboard.clear();
-    outcome.failure = {
-        RequestProblem::tooLarge,
-        "the result is larger than " + std::to_string(kMaxSelectionBytes >> 20) + " MiB"};
+    outcome.failure = tooLarge("the result");
+  } else {
+    outcome.pasteboard = std::move(request);
   }
   return outcome;
 }

@@ -5,11 +5,14 @@
 //
 //   textrix::RequestServer server;
 //   textrix::RequestOutcome outcome =
-//       server.perform("upper", {{"text/plain;charset=utf-8", "abc"}}, "", {});
+//       server.perform("upper", {{{"text/plain;charset=utf-8", "abc"}}}, "", {});
 //   if (outcome.failure) reply(outcome.failure->name(), outcome.failure->message);
-//   else reply(outcome.pasteboard, outcome.error);   // {{"NSStringPboardType", "ABC"}}, ""
+//   else reply(outgoingItems(outcome.pasteboard), outcome.error);
+//   // {{"NSStringPboardType", u"ABC"}}, ""
 //
-// Plain text travels as UTF-8 bytes; rich text as its RTF or flat RTFD bytes.
+// Plain text travels as UTF-8 bytes; rich text as its RTF or flat RTFD bytes. The contents are
+// viewed where they lie, in the bus message or on the pasteboard, so that each is copied once on
+// its way in (decoded, for plain text) and once on its way out (encoded).
 #pragma once
 
 #include <cstddef>
@@ -17,6 +20,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <variant>
 #include <vector>
 
 #include "runtime/exchange.h"
@@ -25,12 +29,24 @@
 
 namespace textrix {
 
-// One declared type and its content, as a request carries them.
+// One declared type and its content as a request carries them, viewed where they lie (in the bus
+// message).
 struct PasteboardItem {
-  std::string type;
-  std::string content;  // bytes; UTF-8 for the plain-text type
+  std::string_view type;
+  std::string_view content;  // bytes; UTF-8 for the plain-text type
+};
 
-  bool operator==(const PasteboardItem&) const = default;
+// One type and its content as they go out on the bus, viewed where they lie (on the pasteboard of a
+// result, in a client's request): plain text as UTF-16, which goes out as UTF-8, anything else as
+// the bytes it is.
+struct OutgoingItem {
+  std::string_view type;
+  std::variant<std::u16string_view, std::string_view> content;
+
+  // The number of bytes the content goes out as.
+  std::size_t size() const;
+  // Writes those bytes to target, which has room for size() of them.
+  void copyTo(char* target) const;
 };
 
 // The most content, in bytes, that a request may carry or a result may hand back, over all its
@@ -64,11 +80,12 @@ std::optional<RequestProblem> requestProblemNamed(std::string_view errorName);
 std::optional<std::string_view> canonicalPasteboardType(std::string_view type);
 
 // Declares the items' types on the pasteboard, in order, and stores their contents, plain text
-// decoded from UTF-8. On a problem the pasteboard is left empty and the problem returned.
+// decoded from UTF-8. Every item is checked before any content is stored. On a problem the
+// pasteboard is left empty and the problem returned.
 std::optional<RequestError> pasteboardFromItems(std::span<const PasteboardItem> items,
                                                 ServicePasteboard& pasteboard);
-// The declared types that hold a content, in order, with their contents; strings as UTF-8.
-std::vector<PasteboardItem> itemsFromPasteboard(const ServicePasteboard& pasteboard);
+// The declared types that hold a content, in order, with their contents: what a result hands back.
+std::vector<OutgoingItem> outgoingItems(const ServicePasteboard& pasteboard);
 
 // The options of a request.
 struct RequestOptions {
@@ -76,11 +93,12 @@ struct RequestOptions {
   std::string pasteboard;   // the request pasteboard's name; empty is a private pasteboard
 };
 
-// The answer to a request: a failure, or what the service left on the pasteboard (empty when it
-// wrote nothing: its message, statistics, speech) and its message (empty on success).
+// The answer to a request: a failure, or the pasteboard the service wrote its result on (with no
+// types declared when it wrote nothing: its message, statistics, speech) and its message (empty on
+// success).
 struct RequestOutcome {
   std::optional<RequestError> failure;
-  std::vector<PasteboardItem> pasteboard;
+  ServicePasteboard pasteboard;
   std::string error;
 };
 
@@ -103,8 +121,9 @@ class RequestServer final {
   RequestServer(const RequestServer&) = delete;
   RequestServer& operator=(const RequestServer&) = delete;
 
-  // Runs the named service (command or handler name) on the request's pasteboard. Never throws
-  // for bad input: every problem is in the outcome's failure.
+  // Runs the named service (command or handler name) on the request's pasteboard, whose contents
+  // are read before it returns. Never throws for bad input: every problem is in the outcome's
+  // failure.
   RequestOutcome perform(std::string_view service, std::span<const PasteboardItem> pasteboard,
                          std::string_view userData, const RequestOptions& options);
   // The services that can be performed, in the order of the menu.

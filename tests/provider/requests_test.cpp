@@ -12,6 +12,20 @@
 namespace textrix {
 namespace {
 
+// What a pasteboard hands back, as it goes out on the bus: each type with its bytes, plain text as
+// UTF-8.
+using HandedBack = std::vector<std::pair<std::string, std::string>>;
+
+HandedBack handedBack(const ServicePasteboard& pasteboard) {
+  HandedBack items;
+  for (const OutgoingItem& item : outgoingItems(pasteboard)) {
+    std::string bytes(item.size(), '\0');
+    item.copyTo(bytes.data());
+    items.emplace_back(item.type, std::move(bytes));
+  }
+  return items;
+}
+
 TEST(PasteboardItems, MimeAliasesNameThePasteboardTypes) {
   const struct {
     std::string_view name;
@@ -33,6 +47,7 @@ TEST(PasteboardItems, MimeAliasesNameThePasteboardTypes) {
 }
 
 TEST(PasteboardItems, EveryBadPasteboardIsNamedAndLeavesNothing) {
+  const std::string tooLarge(kMaxSelectionBytes, 'x');
   const struct {
     std::vector<PasteboardItem> items;
     RequestProblem problem;
@@ -46,7 +61,7 @@ TEST(PasteboardItems, EveryBadPasteboardIsNamedAndLeavesNothing) {
       {{{"text/rtf", "{\\rtf1}"}, {"NSStringPboardType", "ok \xC3\x28"}},
        RequestProblem::invalidUtf8,
        "invalid UTF-8 at byte 3"},
-      {{{"text/rtf", std::string(kMaxSelectionBytes, 'x')}, {"NSStringPboardType", "a"}},
+      {{{"text/rtf", tooLarge}, {"NSStringPboardType", "a"}},
        RequestProblem::tooLarge,
        "the selection is larger than 32 MiB"},
   };
@@ -69,9 +84,9 @@ TEST(PasteboardItems, RoundTripKeepsOrderAndBytes) {
   EXPECT_EQ(pasteboard.types(),
             (std::vector<std::string>{"NSRTFPboardType", "NSStringPboardType"}));
   EXPECT_EQ(pasteboard.stringForType(kStringPboardType), u"café 😀");
-  EXPECT_EQ(itemsFromPasteboard(pasteboard),
-            (std::vector<PasteboardItem>{{"NSRTFPboardType", items[0].content},
-                                         {"NSStringPboardType", items[1].content}}));
+  EXPECT_EQ(handedBack(pasteboard),
+            (HandedBack{{"NSRTFPboardType", std::string(items[0].content)},
+                        {"NSStringPboardType", std::string(items[1].content)}}));
 }
 
 TEST(RequestErrors, NamesAreUnderTheInterfaceAndReadBack) {
@@ -86,7 +101,24 @@ TEST(RequestErrors, NamesAreUnderTheInterfaceAndReadBack) {
   }
   const RequestError invalidUtf8{RequestProblem::invalidUtf8, ""};
   EXPECT_EQ(invalidUtf8.name(), "org.textrix.Textrix1.Error.InvalidUtf8");
-  EXPECT_EQ(requestProblemNamed("org.freedesktop.DBus.Error.ServiceUnknown"), std::nullopt);
+}
+
+TEST(RequestErrors, OnlyTheNamesOfProblemsReadBack) {
+  const struct {
+    std::string_view name;
+    std::optional<RequestProblem> problem;
+  } cases[] = {
+      {"org.textrix.Textrix1.Error.TooLarge", RequestProblem::tooLarge},
+      {"org.freedesktop.DBus.Error.ServiceUnknown", std::nullopt},
+      {"org.textrix.Textrix1.Error.", std::nullopt},
+      {"org.textrix.Textrix1.Error.NoSuchProblem", std::nullopt},
+      {"org.textrix.Textrix1.Error.toolarge", std::nullopt},
+      {"TooLarge", std::nullopt},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    EXPECT_EQ(requestProblemNamed(c.name), c.problem);
+  }
 }
 
 TEST(ProviderRequests, AnswersWithWhatTheServiceWrote) {
@@ -98,13 +130,14 @@ TEST(ProviderRequests, AnswersWithWhatTheServiceWrote) {
                                             "", {});
   EXPECT_FALSE(outcome.failure);
   EXPECT_EQ(outcome.error, "");
-  EXPECT_EQ(outcome.pasteboard, (std::vector<PasteboardItem>{{"NSStringPboardType", "STRASSE"}}));
+  EXPECT_EQ(handedBack(outcome.pasteboard), (HandedBack{{"NSStringPboardType", "STRASSE"}}));
 
   outcome = provider.perform(
       "doLowerService:userData:error:", {{{"text/rtf", "{\\rtf1\\ansi {\\b BOLD}}"}}}, "", {});
-  ASSERT_EQ(outcome.pasteboard.size(), 1u);
-  EXPECT_EQ(outcome.pasteboard[0].type, "NSRTFPboardType");
-  EXPECT_NE(outcome.pasteboard[0].content.find("bold"), std::string::npos);
+  const HandedBack lowered = handedBack(outcome.pasteboard);
+  ASSERT_EQ(lowered.size(), 1u);
+  EXPECT_EQ(lowered[0].first, "NSRTFPboardType");
+  EXPECT_NE(lowered[0].second.find("bold"), std::string::npos);
 }
 
 TEST(ProviderRequests, ServiceMessageComesWithAnEmptyPasteboard) {
@@ -113,7 +146,7 @@ TEST(ProviderRequests, ServiceMessageComesWithAnEmptyPasteboard) {
   RequestOutcome outcome = provider.perform("upper", {{{"text/rtf", "not rtf"}}}, "", {});
   EXPECT_FALSE(outcome.failure);
   EXPECT_TRUE(outcome.error.starts_with("Error: Couldn't")) << outcome.error;
-  EXPECT_TRUE(outcome.pasteboard.empty());
+  EXPECT_TRUE(handedBack(outcome.pasteboard).empty());
 }
 
 TEST(ProviderRequests, RefusedRequestsNameTheirProblem) {
@@ -132,7 +165,7 @@ TEST(ProviderRequests, RefusedRequestsNameTheirProblem) {
     RequestOutcome outcome = provider.perform(c.service, c.items, "", {});
     ASSERT_TRUE(outcome.failure);
     EXPECT_EQ(outcome.failure->problem, c.problem);
-    EXPECT_TRUE(outcome.pasteboard.empty());
+    EXPECT_TRUE(handedBack(outcome.pasteboard).empty());
   }
   // The provider goes on serving.
   EXPECT_FALSE(provider.perform("upper", {{{"NSStringPboardType", "a"}}}, "", {}).failure);
@@ -153,19 +186,19 @@ TEST(ProviderRequests, MailRequestsOffTheGeneralPasteboardAreHandedToTheClipboar
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.application + " on " + c.pasteboard);
-    std::vector<PasteboardItem> published;
+    HandedBack published;
     ServiceEnvironment environment;
     environment.publishGeneralPasteboard = [&](const ServicePasteboard& general) {
       EXPECT_EQ(general.name(), kGeneralPboard);
-      published = itemsFromPasteboard(general);
+      published = handedBack(general);
     };
     RequestServer provider(std::move(environment));
     RequestOutcome outcome = provider.perform("upper", {{{"NSStringPboardType", "abc"}}}, "",
                                               {c.application, c.pasteboard});
-    EXPECT_EQ(outcome.pasteboard, (std::vector<PasteboardItem>{{"NSStringPboardType", "ABC"}}));
+    EXPECT_EQ(handedBack(outcome.pasteboard), (HandedBack{{"NSStringPboardType", "ABC"}}));
     EXPECT_EQ(!published.empty(), c.published);
     if (c.published) {
-      EXPECT_EQ(published, outcome.pasteboard);
+      EXPECT_EQ(published, handedBack(outcome.pasteboard));
     }
   }
 }
@@ -187,7 +220,7 @@ TEST(ProviderRequests, ListsTheServicesThatCanBePerformed) {
 
 TEST(BusHandlers, RefusalsBecomeNamedBusErrors) {
   RequestServer provider;
-  const auto errorName = [&](const std::string& service, const BusPasteboard& pasteboard,
+  const auto errorName = [&](const std::string& service, std::span<const PasteboardItem> pasteboard,
                              const BusOptions& options) -> std::string {
     try {
       performOnBus(provider, service, pasteboard, "", options);
@@ -196,15 +229,14 @@ TEST(BusHandlers, RefusalsBecomeNamedBusErrors) {
     }
     return "";
   };
-  const BusPasteboard text = {{"text/plain;charset=utf-8", std::vector<std::uint8_t>{'a'}}};
+  const PasteboardItem text[] = {{"text/plain;charset=utf-8", "a"}};
   EXPECT_EQ(errorName("nope", text, {}), "org.textrix.Textrix1.Error.UnknownService");
   EXPECT_EQ(errorName("upper", text, {{"application", sdbus::Variant(std::int32_t{3})}}),
             "org.textrix.Textrix1.Error.InvalidOption");
   EXPECT_EQ(errorName("upper", text, {{"unknown-option", sdbus::Variant(std::int32_t{3})}}), "");
-  auto [pasteboard, error] = performOnBus(provider, "upper", text, "",
-                                          {{"application", sdbus::Variant(std::string("Mail"))}});
-  ASSERT_EQ(pasteboard.size(), 1u);
-  EXPECT_EQ(pasteboard[0].get<1>(), std::vector<std::uint8_t>{'A'});
+  const RequestOutcome outcome = performOnBus(
+      provider, "upper", text, "", {{"application", sdbus::Variant(std::string("Mail"))}});
+  EXPECT_EQ(handedBack(outcome.pasteboard), (HandedBack{{"NSStringPboardType", "A"}}));
 }
 
 TEST(KeepAliveLoop, ServesSlicesWhileSpeaking) {

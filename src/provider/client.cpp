@@ -1,0 +1,90 @@
+#include "provider/client.h"
+
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "provider/bus_pasteboard.h"
+
+namespace textrix {
+namespace {
+
+constexpr std::chrono::seconds kPerformTimeout{300};
+
+std::string_view bytesOf(const std::vector<std::uint8_t>& bytes) {
+  return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+}
+
+// The request's contents as they go out: views of the caller's bytes.
+std::vector<OutgoingItem> requestItems(const BusPasteboard& request) {
+  std::vector<OutgoingItem> items;
+  items.reserve(request.size());
+  for (const auto& entry : request) items.push_back({entry.get<0>(), bytesOf(entry.get<1>())});
+  return items;
+}
+
+// The answer's contents copied out of the reply, which goes away with the call.
+BusPasteboard busPasteboard(std::span<const PasteboardItem> items) {
+  BusPasteboard pasteboard;
+  pasteboard.reserve(items.size());
+  for (const PasteboardItem& item : items) {
+    pasteboard.emplace_back(std::string(item.type),
+                            std::vector<std::uint8_t>(item.content.begin(), item.content.end()));
+  }
+  return pasteboard;
+}
+
+BusOptions optionsFor(std::string_view application) {
+  BusOptions options;
+  if (!application.empty()) options["application"] = std::string(application);
+  return options;
+}
+
+ProviderReply failed(const sdbus::Error& error) {
+  return {ProviderFailure{requestProblemNamed(error.getName()), error.getMessage()}, {}, {}};
+}
+
+}  // namespace
+
+bool ProviderFailure::refused() const {
+  return problem && *problem != RequestProblem::internal;
+}
+
+std::string ProviderFailure::description() const {
+  if (!problem) return "cannot reach the provider " + std::string(kBusName) + ": " + message;
+  if (*problem == RequestProblem::internal) return "the provider failed: " + message;
+  return message;
+}
+
+ProviderReply performOnProvider(sdbus::IProxy& provider, std::string_view service,
+                                const BusPasteboard& request, std::string_view application) {
+  try {
+    sdbus::MethodCall call = provider.createMethodCall(std::string(kInterfaceName), "Perform");
+    call << std::string(service);
+    appendPasteboard(rawMessage(call), requestItems(request));
+    call << std::string() << optionsFor(application);
+    sdbus::MethodReply reply = provider.callMethod(call, kPerformTimeout);
+    ProviderReply answer;
+    answer.pasteboard = busPasteboard(readPasteboard(rawMessage(reply)));
+    reply >> answer.error;
+    return answer;
+  } catch (const sdbus::Error& error) {
+    return failed(error);
+  }
+}
+
+ProviderReply performOnProvider(std::string_view service, const BusPasteboard& request,
+                                std::string_view application) {
+  std::unique_ptr<sdbus::IConnection> connection;
+  std::unique_ptr<sdbus::IProxy> proxy;
+  try {
+    connection = sdbus::createSessionBusConnection();
+    proxy = sdbus::createProxy(*connection, std::string(kBusName), std::string(kObjectPath));
+  } catch (const sdbus::Error& error) {
+    return failed(error);
+  }
+  return performOnProvider(*proxy, service, request, application);
+}
+
+}  // namespace textrix

@@ -1,0 +1,54 @@
+// The client of the provider on the session bus: one Perform request sent and its answer read,
+// each content marshalled in one call each way (provider/bus_pasteboard.h). textrix call and
+// textrix pick send their requests through it.
+//
+//   textrix::ProviderReply reply = textrix::performOnProvider("upper", request, "Mail");
+//   if (reply.failure) report(reply.failure->description());
+//   else if (!reply.error.empty()) report(reply.error);   // the service's message
+//   else use(reply.pasteboard);                            // {{"NSStringPboardType", "ABC"}}
+#pragma once
+
+#include <sdbus-c++/sdbus-c++.h>
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "provider/bus_adaptor.h"
+#include "provider/requests.h"
+
+namespace textrix {
+
+// Why a request got no answer.
+struct ProviderFailure {
+  // The problem the provider refused the request for, or failed with (internal); none when the bus
+  // or the provider could not be reached.
+  std::optional<RequestProblem> problem;
+  std::string message;  // the bus error's
+
+  // Whether the provider refused the request itself (its service, types, text, size or options),
+  // rather than failing or being out of reach.
+  bool refused() const;
+  // The failure as the user reads it: "cannot reach the provider org.textrix.Textrix: ...", "the
+  // provider failed: ...", or the provider's reason for refusing.
+  std::string description() const;
+};
+
+// The answer to a request: a failure, or what the service left on the pasteboard (empty when it
+// wrote nothing) and its message (empty on success).
+struct ProviderReply {
+  std::optional<ProviderFailure> failure;
+  BusPasteboard pasteboard;
+  std::string error;
+};
+
+// Calls Perform through provider, a proxy of the provider's object, with the application option
+// when it is not empty, and waits up to five minutes for the answer: long enough for a service that
+// shows an alert and waits for the user to dismiss it.
+ProviderReply performOnProvider(sdbus::IProxy& provider, std::string_view service,
+                                const BusPasteboard& request, std::string_view application);
+// The same over a new connection to the session bus, which starts the provider when needed.
+ProviderReply performOnProvider(std::string_view service, const BusPasteboard& request,
+                                std::string_view application);
+
+}  // namespace textrix

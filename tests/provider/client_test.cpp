@@ -1,0 +1,45 @@
+// The client's answers when the provider refuses, fails or cannot be reached; its requests and
+// answers on a bus are tested end to end with textrix call and textrix pick (tests/apps).
+#include "provider/client.h"
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+namespace textrix {
+namespace {
+
+TEST(ProviderFailures, TellWhetherTheRequestWasRefusedAndWhy) {
+  const struct {
+    std::optional<RequestProblem> problem;
+    std::string message;
+    bool refused;
+    std::string description;
+  } cases[] = {
+      {std::nullopt, "Connection refused", false,
+       "cannot reach the provider org.textrix.Textrix: Connection refused"},
+      {RequestProblem::internal, "std::bad_alloc", false, "the provider failed: std::bad_alloc"},
+      {RequestProblem::invalidUtf8, "invalid UTF-8 at byte 3", true, "invalid UTF-8 at byte 3"},
+      {RequestProblem::unknownService, "unknown service nope", true, "unknown service nope"},
+      {RequestProblem::tooLarge, "the selection is larger than 32 MiB", true,
+       "the selection is larger than 32 MiB"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.description);
+    const ProviderFailure failure{c.problem, c.message};
+    EXPECT_EQ(failure.refused(), c.refused);
+    EXPECT_EQ(failure.description(), c.description);
+  }
+}
+
+TEST(ProviderClient, AnUnreachableBusIsAFailureWithoutAProblem) {
+  ASSERT_EQ(::setenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent/textrix-bus", 1), 0);
+  const BusPasteboard request = {{"text/plain;charset=utf-8", {'a'}}};
+  const ProviderReply reply = performOnProvider("upper", request, "");
+  ASSERT_TRUE(reply.failure);
+  EXPECT_EQ(reply.failure->problem, std::nullopt);
+  EXPECT_FALSE(reply.failure->message.empty());
+  EXPECT_TRUE(reply.pasteboard.empty());
+}
+
+}  // namespace
+}  // namespace textrix
