@@ -10,6 +10,7 @@
 #include "commands.h"
 #include "selection.h"
 #include "services/catalogue.h"
+#include "services/textrix.h"
 #include "text/encodings.h"
 
 namespace textrix::command {

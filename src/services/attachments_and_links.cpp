@@ -2,10 +2,6 @@
 
 #include <string>
 
-#include "services/handlers.h"
-#include "services/messages.h"
-#include "services/textrix.h"
-
 namespace textrix {
 
 void removeAttachments(AttributedText& text) {
@@ -44,31 +40,6 @@ void removeLinks(AttributedText& text) {
     i = range.end();
   }
   text.endEditing();
-}
-
-// The attachment and link handlers: plain text has neither, so it is written back as it was read.
-
-namespace {
-
-struct RemoveAttachments {
-  void operator()(std::u16string&) const {}
-  void operator()(AttributedText& text) const { removeAttachments(text); }
-};
-struct RemoveLinks {
-  void operator()(std::u16string&) const {}
-  void operator()(AttributedText& text) const { removeLinks(text); }
-};
-
-}  // namespace
-
-void Textrix::doRemoveAttachmentsService(ServicePasteboard& pboard, std::string_view,
-                                         std::string& error) {
-  detail::serveMutableCopy(*this, pboard, error, kRemoveAttachmentsMessage, RemoveAttachments());
-}
-
-void Textrix::doRemoveLinksService(ServicePasteboard& pboard, std::string_view,
-                                   std::string& error) {
-  detail::serveMutableCopy(*this, pboard, error, kRemoveLinksMessage, RemoveLinks());
 }
 
 }  // namespace textrix

@@ -9,9 +9,6 @@
 #include <climits>
 #include <stdexcept>
 
-#include "services/handlers.h"
-#include "services/messages.h"
-#include "services/textrix.h"
 #include "text/attributed_text.h"
 #include "text/charsets.h"
 
@@ -249,44 +246,6 @@ void lowercase(AttributedText& text) {
 
 void capitalize(AttributedText& text) {
   changeCaseRunByRun(text, CaseMapping::title);
-}
-
-// The case handlers: upper, lower and capitalize words keep the attributes of rich text; capitalize
-// sentences works on plain text.
-
-namespace {
-
-struct Uppercase {
-  void operator()(std::u16string& text) const { uppercase(text); }
-  void operator()(AttributedText& text) const { uppercase(text); }
-};
-struct Lowercase {
-  void operator()(std::u16string& text) const { lowercase(text); }
-  void operator()(AttributedText& text) const { lowercase(text); }
-};
-struct Capitalize {
-  void operator()(std::u16string& text) const { capitalize(text); }
-  void operator()(AttributedText& text) const { capitalize(text); }
-};
-
-}  // namespace
-
-void Textrix::doUpperService(ServicePasteboard& pboard, std::string_view, std::string& error) {
-  detail::serveMutableCopy(*this, pboard, error, kUpperCaseMessage, Uppercase());
-}
-
-void Textrix::doLowerService(ServicePasteboard& pboard, std::string_view, std::string& error) {
-  detail::serveMutableCopy(*this, pboard, error, kLowerCaseMessage, Lowercase());
-}
-
-void Textrix::doCapitalizeWordsService(ServicePasteboard& pboard, std::string_view,
-                                       std::string& error) {
-  detail::serveMutableCopy(*this, pboard, error, kCapitalizeMessage, Capitalize());
-}
-
-void Textrix::doCapitalizeSentencesService(ServicePasteboard& pboard, std::string_view,
-                                           std::string& error) {
-  detail::servePlainText(*this, pboard, error, kCapitalizeMessage, stringByCapitalizingSentences);
 }
 
 }  // namespace textrix

@@ -1,8 +1,24 @@
 #include "services/catalogue.h"
 
 #include <array>
+#include <utility>
 
+#include "runtime/defaults.h"
+#include "runtime/formats.h"
+#include "services/attachments_and_links.h"
+#include "services/case.h"
+#include "services/insert.h"
 #include "services/messages.h"
+#include "services/quotes.h"
+#include "services/reformat.h"
+#include "services/rotate_and_encodings.h"
+#include "services/shift_and_tabs.h"
+#include "services/sort.h"
+#include "services/spaces_and_line_endings.h"
+#include "services/speech.h"
+#include "services/statistics.h"
+#include "services/textrix.h"
+#include "services/trim.h"
 
 namespace textrix {
 namespace {
@@ -22,113 +38,271 @@ constexpr std::span<const std::string_view> sendTypesOf(ReadMode mode) {
   }
 }
 
-// An entry whose handler writes back the kind of text it read.
+// Transforms made of one operation that has a form for each kind of text, or only a plain form.
+
+// Applies edit (callable on std::u16string& and AttributedText&) to the selection in place.
+template <class Edit>
+constexpr TextTransform editing(Edit) {
+  return [](ServiceText& text, Textrix&) { std::visit(Edit{}, text); };
+}
+
+// Applies edit to rich text only: plain text has nothing it could change.
+template <class Edit>
+constexpr TextTransform editingRichText(Edit) {
+  return [](ServiceText& text, Textrix&) {
+    if (auto* rich = std::get_if<AttributedText>(&text)) Edit{}(*rich);
+  };
+}
+
+// Maps plain text to its result with map(std::u16string_view).
+template <class Map>
+constexpr PlainTransform mapping(Map) {
+  return [](std::u16string_view text, Textrix&) -> std::optional<std::u16string> {
+    return Map{}(text);
+  };
+}
+
+// The services whose work needs more than one operation.
+
+// The tab services convert rich text line by line; plain text in one scan, with the same result.
+template <bool encode>
+void convertTabsOfSelection(ServiceText& text, Textrix&) {
+  const int width = Textrix::tabs();
+  if (auto* plain = std::get_if<std::u16string>(&text)) {
+    *plain = stringByConvertingTabs(*plain, width, encode);
+    return;
+  }
+  AttributedLinesAndEmptyText selection =
+      getEmptyMutableStringAndLines(std::get<AttributedText>(text));
+  convertTabsOfLines(selection, width, encode);
+  text = std::move(selection.result);
+}
+
+void reformatSelection(ServiceText& text, Textrix&) {
+  if (auto* plain = std::get_if<std::u16string>(&text)) {
+    *plain = reformattedStringByRemovingCharactersOfString(*plain, kReformatRemovedCharacters);
+    return;
+  }
+  text = reformattedAttributedStringByRemovingCharactersOfString(std::get<AttributedText>(text),
+                                                                 kReformatRemovedCharacters);
+}
+
+template <bool german>
+std::optional<std::u16string> speakSelection(std::u16string_view text, Textrix& provider) {
+  speakString(text, provider.environment().speechOutput, german);
+  return std::nullopt;
+}
+
+std::optional<std::u16string> stopSpeech(std::u16string_view, Textrix&) {
+  Textrix::stopSpeaking();
+  return std::nullopt;
+}
+
+// The date and time services never read the selection and never fail.
+template <auto format>
+std::optional<std::u16string> insertDate(std::u16string_view, Textrix&) {
+  return stringFromCurrentDate(format(UserDefaults::standardUserDefaults()));
+}
+
+// Shows the counts and then ends the process, unless speech is still going on: the process then
+// ends at the first slice that finds it silent. The alert itself brings the provider to the front.
+std::optional<std::u16string> showStatistics(std::u16string_view text, Textrix& provider) {
+  const TextStatistics statistics = statisticsOfString(text);
+  provider.environment().runAlertPanel(statisticsTitle(), statisticsMessage(statistics));
+  if (!Textrix::isSpeaking()) provider.environment().terminate();
+  return std::nullopt;
+}
+
+void convertToSmartQuotesOfUser(ServiceText& text, Textrix&) {
+  const SmartQuotes quotes = localizedSmartQuotes();
+  std::visit([&quotes](auto& selection) { convertToSmartQuotes(selection, quotes); }, text);
+}
+
+// An entry whose service writes back the kind of text it read.
 constexpr ServiceEntry textService(std::string_view name, std::string_view handlerName,
                                    ReadMode mode, std::string_view message, std::string_view title,
-                                   Textrix::Handler handler) {
-  return {name, handlerName, mode, message, sendTypesOf(mode), sendTypesOf(mode), title, handler};
+                                   std::variant<PlainTransform, TextTransform> transform) {
+  return {name, handlerName, mode, message, sendTypesOf(mode), sendTypesOf(mode), title, transform};
 }
 
-// An entry whose handler writes nothing back.
+// An entry whose service writes nothing back.
 constexpr ServiceEntry silentService(std::string_view name, std::string_view handlerName,
                                      ReadMode mode, std::string_view title,
-                                     Textrix::Handler handler) {
-  return {name, handlerName, mode, {}, sendTypesOf(mode), kNoTypes, title, handler};
+                                     PlainTransform transform) {
+  return {name, handlerName, mode, {}, sendTypesOf(mode), kNoTypes, title, transform};
 }
 
-// An entry whose handler writes plain text whatever it read.
+// An entry whose service writes plain text whatever it read.
 constexpr ServiceEntry insertService(std::string_view name, std::string_view handlerName,
                                      ReadMode mode, std::string_view message,
-                                     std::string_view title, Textrix::Handler handler) {
-  return {name, handlerName, mode, message, sendTypesOf(mode), kPlainTypes, title, handler};
+                                     std::string_view title, PlainTransform transform) {
+  return {name, handlerName, mode, message, sendTypesOf(mode), kPlainTypes, title, transform};
 }
 
 using M = ReadMode;
-using T = Textrix;
 
 // The services in the order of the menu.
 const std::array kCatalogue = {
     textService("upper", "doUpperService:userData:error:", M::mutableCopy, kUpperCaseMessage,
-                "Upper Case", &T::doUpperService),
+                "Upper Case", editing([](auto& text) { uppercase(text); })),
     textService("lower", "doLowerService:userData:error:", M::mutableCopy, kLowerCaseMessage,
-                "Lower Case", &T::doLowerService),
+                "Lower Case", editing([](auto& text) { lowercase(text); })),
     textService("capitalize-words", "doCapitalizeWordsService:userData:error:", M::mutableCopy,
-                kCapitalizeMessage, "Capitalize Words", &T::doCapitalizeWordsService),
+                kCapitalizeMessage, "Capitalize Words",
+                editing([](auto& text) { capitalize(text); })),
     textService("capitalize-sentences", "doCapitalizeSentencesService:userData:error:", M::plain,
-                kCapitalizeMessage, "Capitalize Sentences", &T::doCapitalizeSentencesService),
+                kCapitalizeMessage, "Capitalize Sentences", mapping([](std::u16string_view text) {
+                  return stringByCapitalizingSentences(text);
+                })),
     textService("shift-left", "doShiftLeftService:userData:error:", M::plain, kShiftLeftMessage,
-                "Shift Left", &T::doShiftLeftService),
+                "Shift Left", mapping([](std::u16string_view text) {
+                  return stringByShiftingLinesLeft(text, Textrix::tabs());
+                })),
     textService("shift-right", "doShiftRightService:userData:error:", M::plain, kShiftRightMessage,
-                "Shift Right", &T::doShiftRightService),
+                "Shift Right",
+                mapping([](std::u16string_view text) { return stringByShiftingLinesRight(text); })),
     textService("entab", "doEntabService:userData:error:", M::lines, kTabsMessage, "Spaces to Tabs",
-                &T::doEntabService),
+                convertTabsOfSelection<true>),
     textService("detab", "doDetabService:userData:error:", M::lines, kTabsMessage, "Tabs to Spaces",
-                &T::doDetabService),
+                convertTabsOfSelection<false>),
     textService("trim-left", "doTrimLeftService:userData:error:", M::plain, kTrimMessage,
-                "Trim Line Starts", &T::doTrimLeftService),
+                "Trim Line Starts", mapping([](std::u16string_view text) {
+                  return stringByTrimmingLines(text, true, false);
+                })),
     textService("trim-right", "doTrimRightService:userData:error:", M::plain, kTrimMessage,
-                "Trim Line Ends", &T::doTrimRightService),
-    textService("trim", "doTrimService:userData:error:", M::plain, kTrimMessage, "Trim Lines",
-                &T::doTrimService),
-    silentService("speak-native", "doSpeakNativeService:userData:error:", M::plain, "Speak",
-                  &T::doSpeakNativeService),
-    silentService("speak-german", "doSpeakGermanService:userData:error:", M::plain, "Speak German",
-                  &T::doSpeakGermanService),
-    silentService("stop-speaking", "doStopSpeakingService:userData:error:", M::none,
-                  "Stop Speaking", &T::doStopSpeakingService),
-    textService("sort-ascending", "doSortAscendingService:userData:error:", M::plain, kSortMessage,
-                "Sort Lines Ascending", &T::doSortAscendingService),
-    textService("sort-descending", "doSortDescendingService:userData:error:", M::plain,
-                kSortMessage, "Sort Lines Descending", &T::doSortDescendingService),
-    insertService("insert-time", "doInsertTimeService:userData:error:", M::none, {}, "Insert Time",
-                  &T::doInsertTimeService),
-    insertService("insert-short-date", "doInsertShortDateService:userData:error:", M::none, {},
-                  "Insert Short Date", &T::doInsertShortDateService),
-    insertService("insert-long-date", "doInsertLongDateService:userData:error:", M::none, {},
-                  "Insert Long Date", &T::doInsertLongDateService),
-    insertService("insert-short-date-time", "doInsertShortDateTimeService:userData:error:", M::none,
-                  {}, "Insert Short Date and Time", &T::doInsertShortDateTimeService),
-    insertService("insert-long-date-time", "doInsertLongDateTimeService:userData:error:", M::none,
-                  {}, "Insert Long Date and Time", &T::doInsertLongDateTimeService),
-    insertService("insert-path", "doInsertPathService:userData:error:", M::plain,
-                  kInsertPathMessage, "Insert Directory Listing", &T::doInsertPathService),
-    textService("reformat", "doReformatService:userData:error:", M::attributed, kReformatMessage,
-                "Reformat Paragraphs", &T::doReformatService),
-    textService("remove-attachments", "doRemoveAttachmentsService:userData:error:", M::mutableCopy,
-                kRemoveAttachmentsMessage, "Remove Attachments", &T::doRemoveAttachmentsService),
-    textService("remove-links", "doRemoveLinksService:userData:error:", M::mutableCopy,
-                kRemoveLinksMessage, "Remove Links", &T::doRemoveLinksService),
+                "Trim Line Ends", mapping([](std::u16string_view text) {
+                  return stringByTrimmingLines(text, false, true);
+                })),
     textService(
-        "remove-multiple-spaces", "doRemoveMultipleSpacesService:userData:error:", M::mutableCopy,
-        kRemoveMultipleSpacesMessage, "Remove Multiple Spaces", &T::doRemoveMultipleSpacesService),
+        "trim", "doTrimService:userData:error:", M::plain, kTrimMessage, "Trim Lines",
+        mapping([](std::u16string_view text) { return stringByTrimmingLines(text, true, true); })),
+    silentService("speak-native", "doSpeakNativeService:userData:error:", M::plain, "Speak",
+                  speakSelection<false>),
+    silentService("speak-german", "doSpeakGermanService:userData:error:", M::plain, "Speak German",
+                  speakSelection<true>),
+    silentService("stop-speaking", "doStopSpeakingService:userData:error:", M::none,
+                  "Stop Speaking", stopSpeech),
+    textService("sort-ascending", "doSortAscendingService:userData:error:", M::plain, kSortMessage,
+                "Sort Lines Ascending", mapping([](std::u16string_view text) {
+                  return sortLines(text, sortCaseInsensitiveAscending);
+                })),
+    textService("sort-descending", "doSortDescendingService:userData:error:", M::plain,
+                kSortMessage, "Sort Lines Descending", mapping([](std::u16string_view text) {
+                  return sortLines(text, sortCaseInsensitiveDescending);
+                })),
+    insertService("insert-time", "doInsertTimeService:userData:error:", M::none, {}, "Insert Time",
+                  insertDate<timeFormat>),
+    insertService("insert-short-date", "doInsertShortDateService:userData:error:", M::none, {},
+                  "Insert Short Date", insertDate<shortDateFormat>),
+    insertService("insert-long-date", "doInsertLongDateService:userData:error:", M::none, {},
+                  "Insert Long Date", insertDate<dateFormat>),
+    insertService("insert-short-date-time", "doInsertShortDateTimeService:userData:error:", M::none,
+                  {}, "Insert Short Date and Time", insertDate<shortDateTimeFormat>),
+    insertService("insert-long-date-time", "doInsertLongDateTimeService:userData:error:", M::none,
+                  {}, "Insert Long Date and Time", insertDate<dateTimeFormat>),
+    insertService("insert-path", "doInsertPathService:userData:error:", M::plain,
+                  kInsertPathMessage, "Insert Directory Listing",
+                  mapping([](std::u16string_view text) { return directoryListing(text); })),
+    textService("reformat", "doReformatService:userData:error:", M::attributed, kReformatMessage,
+                "Reformat Paragraphs", reformatSelection),
+    textService("remove-attachments", "doRemoveAttachmentsService:userData:error:", M::mutableCopy,
+                kRemoveAttachmentsMessage, "Remove Attachments",
+                editingRichText([](AttributedText& text) { removeAttachments(text); })),
+    textService("remove-links", "doRemoveLinksService:userData:error:", M::mutableCopy,
+                kRemoveLinksMessage, "Remove Links",
+                editingRichText([](AttributedText& text) { removeLinks(text); })),
+    textService("remove-multiple-spaces", "doRemoveMultipleSpacesService:userData:error:",
+                M::mutableCopy, kRemoveMultipleSpacesMessage, "Remove Multiple Spaces",
+                editing([](auto& text) { removeMultipleSpaces(text); })),
+    // Removing multiple line breaks reports the spaces message: the two share it.
     textService("remove-multiple-feeds", "doRemoveMultipleFeedsService:userData:error:",
                 M::mutableCopy, kRemoveMultipleSpacesMessage, "Remove Multiple Line Breaks",
-                &T::doRemoveMultipleFeedsService),
+                editing([](auto& text) { removeMultipleFeeds(text); })),
     textService("remove-quotes", "doRemoveQuotesService:userData:error:", M::mutableCopy,
-                kRemoveQuotesMessage, "Remove Quote Marks", &T::doRemoveQuotesService),
+                kRemoveQuotesMessage, "Remove Quote Marks",
+                editing([](auto& text) { removeQuotes(text); })),
     textService("remove-line-endings", "doRemoveLineEndingsService:userData:error:", M::plain,
-                kLineEndingsMessage, "Remove Line Endings", &T::doRemoveLineEndingsService),
+                kLineEndingsMessage, "Remove Line Endings",
+                mapping([](std::u16string_view text) { return replaceLineEndings(text, u" "); })),
     textService("macintosh-line-endings", "doMacintoshLineEndingsService:userData:error:", M::plain,
                 kLineEndingsMessage, "Macintosh Line Endings (CR)",
-                &T::doMacintoshLineEndingsService),
+                mapping([](std::u16string_view text) { return replaceLineEndings(text, u"\r"); })),
     textService("unix-line-endings", "doUnixLineEndingsService:userData:error:", M::plain,
-                kLineEndingsMessage, "Unix Line Endings (LF)", &T::doUnixLineEndingsService),
-    textService("windows-line-endings", "doWindowsLineEndingsService:userData:error:", M::plain,
-                kLineEndingsMessage, "Windows Line Endings (CR LF)",
-                &T::doWindowsLineEndingsService),
+                kLineEndingsMessage, "Unix Line Endings (LF)",
+                mapping([](std::u16string_view text) { return replaceLineEndings(text, u"\n"); })),
+    textService(
+        "windows-line-endings", "doWindowsLineEndingsService:userData:error:", M::plain,
+        kLineEndingsMessage, "Windows Line Endings (CR LF)",
+        mapping([](std::u16string_view text) { return replaceLineEndings(text, u"\r\n"); })),
     textService("rotate", "doRotateService:userData:error:", M::plain, kRotateMessage,
-                "Rotate Letters (ROT13)", &T::doRotateService),
+                "Rotate Letters (ROT13)", mapping([](std::u16string_view text) {
+                  return stringByRotating13(std::u16string(text));
+                })),
     textService("mac2windows", "doMac2WindowsService:userData:error:", M::plain, kEncodingMessage,
-                "Repair Mac Text for Windows", &T::doMac2WindowsService),
+                "Repair Mac Text for Windows",
+                mapping([](std::u16string_view text) { return mac2Windows(text); })),
     textService("windows2mac", "doWindows2MacService:userData:error:", M::plain, kEncodingMessage,
-                "Repair Windows Text for Mac", &T::doWindows2MacService),
+                "Repair Windows Text for Mac",
+                mapping([](std::u16string_view text) { return windows2Mac(text); })),
+    // The smart quotes are looked up before the pasteboard is read.
     textService("smart-quotes", "doSmartQuotesService:userData:error:", M::attributedCopy,
-                kQuotesMessage, "Smart Quotes", &T::doSmartQuotesService),
+                kQuotesMessage, "Smart Quotes", convertToSmartQuotesOfUser),
     textService("straight-quotes", "doStraightQuotesService:userData:error:", M::attributedCopy,
-                kQuotesMessage, "Straight Quotes", &T::doStraightQuotesService),
+                kQuotesMessage, "Straight Quotes",
+                editing([](auto& text) { convertToStraightQuotes(text); })),
     silentService("statistics", "doStatisticsService:userData:error:", M::plain, "Statistics",
-                  &T::doStatisticsService),
+                  showStatistics),
 };
+
+// The selection as plain text, viewed where the pasteboard holds it when plain text is all it
+// offers, so that the service reads it without a copy; rich text is read into storage. The view
+// lasts until the pasteboard or storage changes.
+std::optional<std::u16string_view> plainSelection(const Service& service,
+                                                  const ServicePasteboard& pasteboard,
+                                                  std::u16string& storage) {
+  if (pasteboard.containsType(kRTFDPboardType) || pasteboard.containsType(kRTFPboardType)) {
+    std::optional<ServiceText> text = service.getStringOfPboard(pasteboard, false);
+    if (!text) return std::nullopt;
+    storage = std::get<std::u16string>(std::move(*text));
+    return storage;
+  }
+  if (!pasteboard.containsType(kStringPboardType)) return std::nullopt;
+  return pasteboard.stringForType(kStringPboardType);
+}
+
+// The selection with its attributes, read by the operation that the read mode names; each gives
+// the caller a text of its own.
+std::optional<ServiceText> attributedSelection(const Service& service,
+                                               const ServicePasteboard& pasteboard, ReadMode mode) {
+  switch (mode) {
+    case ReadMode::mutableCopy:
+    case ReadMode::lines:
+      return service.getMutableStringOfPboard(pasteboard);
+    case ReadMode::attributedCopy: {
+      const std::optional<ServiceText> text = service.getStringOfPboard(pasteboard, true);
+      return Service::mutableCopyOfPboardString(text ? &*text : nullptr);
+    }
+    default:
+      return service.getStringOfPboard(pasteboard, true);
+  }
+}
+
+std::optional<ServiceText> plainResult(Textrix& provider, const ServiceEntry& entry,
+                                       const ServicePasteboard& pasteboard) {
+  const auto transform = std::get<PlainTransform>(entry.transform);
+  if (entry.readMode == ReadMode::none) return transform({}, provider);
+  std::u16string storage;
+  const std::optional<std::u16string_view> text = plainSelection(provider, pasteboard, storage);
+  if (!text) return std::nullopt;
+  return transform(*text, provider);
+}
+
+std::optional<ServiceText> attributedResult(Textrix& provider, const ServiceEntry& entry,
+                                            const ServicePasteboard& pasteboard) {
+  std::optional<ServiceText> text = attributedSelection(provider, pasteboard, entry.readMode);
+  if (text) std::get<TextTransform>(entry.transform)(*text, provider);
+  return text;
+}
 
 }  // namespace
 
@@ -144,8 +318,15 @@ const ServiceEntry* findService(std::string_view name) {
 }
 
 void performService(Textrix& provider, const ServiceEntry& entry, ServicePasteboard& pasteboard,
-                    std::string_view userData, std::string& error) {
-  (provider.*entry.handler)(pasteboard, userData, error);
+                    std::string_view, std::string& error) {
+  std::optional<ServiceText> result = std::holds_alternative<PlainTransform>(entry.transform)
+                                          ? plainResult(provider, entry, pasteboard)
+                                          : attributedResult(provider, entry, pasteboard);
+  if (!result) {
+    error = entry.errorMessage;
+    return;
+  }
+  provider.writeString(std::move(result), pasteboard);
 }
 
 }  // namespace textrix

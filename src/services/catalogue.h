@@ -1,29 +1,43 @@
-// The catalogue of services: every service the provider offers, with its handler, how the handler
-// reads the selection, the one message it reports when it fails, the pasteboard types it takes and
-// gives, its menu title and its command name.
+// The catalogue of services: the one description of every service the provider offers. An entry
+// names the service (command name and handler name), says how the selection is read, what is done
+// to it, the one message reported when it cannot be done, the pasteboard types taken and given,
+// and the menu title. One runner serves every entry: it reads, transforms, and writes the result
+// back or reports the message.
 //
 //   const textrix::ServiceEntry* entry = textrix::findService("upper");
 //   std::string error;
 //   if (entry) textrix::performService(provider, *entry, pasteboard, "", error);
 #pragma once
 
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
+#include <variant>
 
-#include "services/textrix.h"
+#include "runtime/exchange.h"
 
 namespace textrix {
 
-// How a handler reads the selection.
+class Textrix;
+
+// How a service reads the selection.
 enum class ReadMode {
   plain,           // plain text; rich text loses its attributes
   attributed,      // rich text keeps its attributes, plain text stays plain
   mutableCopy,     // a copy of the attributed reading, edited in place
-  lines,           // the lines of the attributed reading and an empty result of the same kind
+  lines,           // the attributed reading, converted line by line
   attributedCopy,  // the attributed reading, then a copy of it
   none,            // the pasteboard is not read
 };
+
+// The work of a service that reads plain text (or nothing: it is then given the empty text): the
+// result to write back, or none to write nothing and report the service's message, if it has one.
+using PlainTransform = std::optional<std::u16string> (*)(std::u16string_view text,
+                                                         Textrix& provider);
+// The work of a service that reads the selection with its attributes: edits it in place, plain or
+// attributed; the edited text is always written back.
+using TextTransform = void (*)(ServiceText& text, Textrix& provider);
 
 struct ServiceEntry {
   std::string_view name;         // the command's name for the service: "upper"
@@ -33,7 +47,8 @@ struct ServiceEntry {
   std::span<const std::string_view> sendTypes;
   std::span<const std::string_view> returnTypes;
   std::string_view menuTitle;
-  Textrix::Handler handler;
+  // A PlainTransform for the read modes plain and none, a TextTransform for the others.
+  std::variant<PlainTransform, TextTransform> transform;
 };
 
 // All services, in the order of the menu.
@@ -41,7 +56,9 @@ std::span<const ServiceEntry> serviceCatalogue();
 // The service with this command name or handler name, or null.
 const ServiceEntry* findService(std::string_view name);
 
-// Runs the service's handler on the pasteboard.
+// Serves one request: reads the selection as the entry's read mode says, applies its transform and
+// writes the result back; when there is no selection or no result, stores the entry's message in
+// error and leaves the pasteboard as it was. No service reads userData. Never throws for bad input.
 void performService(Textrix& provider, const ServiceEntry& entry, ServicePasteboard& pasteboard,
                     std::string_view userData, std::string& error);
 

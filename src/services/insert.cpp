@@ -15,11 +15,7 @@
 #include <optional>
 #include <unordered_map>
 
-#include "runtime/defaults.h"
 #include "runtime/formats.h"
-#include "services/handlers.h"
-#include "services/messages.h"
-#include "services/textrix.h"
 #include "text/encodings.h"
 
 namespace textrix {
@@ -139,14 +135,6 @@ bool appendNumericConversion(std::u16string& result, char16_t conversion, const 
 
 bool isLocaleConversion(char16_t conversion) {
   return std::u16string_view(u"aAbBcpxXZ").find(conversion) != std::u16string_view::npos;
-}
-
-// Writes the current date and time, by format, over the selection.
-void insertDate(const Service& service, ServicePasteboard& pboard,
-                const std::optional<std::u16string>& format) {
-  const DateFormatter formatter(format.value_or(std::u16string(kMissingObjectText)));
-  service.writeString(ServiceText(formatter.stringForObjectValue(std::chrono::system_clock::now())),
-                      pboard);
 }
 
 // Paths.
@@ -362,45 +350,21 @@ std::vector<std::u16string> deepDirectoryFoldersAtPath(std::u16string_view path,
   return deepDirectory(path, resolveLinks, false, true);
 }
 
-// The date and time handlers never read the selection and never fail. A format missing from both
-// the store and the locale formats as the text of a missing part, as in the composed formats.
-
-void Textrix::doInsertTimeService(ServicePasteboard& pboard, std::string_view, std::string&) {
-  insertDate(*this, pboard, timeFormat(UserDefaults::standardUserDefaults()));
+std::u16string stringFromCurrentDate(const std::optional<std::u16string>& format) {
+  const DateFormatter formatter(format.value_or(std::u16string(kMissingObjectText)));
+  return formatter.stringForObjectValue(std::chrono::system_clock::now());
 }
 
-void Textrix::doInsertShortDateService(ServicePasteboard& pboard, std::string_view, std::string&) {
-  insertDate(*this, pboard, shortDateFormat(UserDefaults::standardUserDefaults()));
-}
-
-void Textrix::doInsertLongDateService(ServicePasteboard& pboard, std::string_view, std::string&) {
-  insertDate(*this, pboard, dateFormat(UserDefaults::standardUserDefaults()));
-}
-
-void Textrix::doInsertShortDateTimeService(ServicePasteboard& pboard, std::string_view,
-                                           std::string&) {
-  insertDate(*this, pboard, shortDateTimeFormat(UserDefaults::standardUserDefaults()));
-}
-
-void Textrix::doInsertLongDateTimeService(ServicePasteboard& pboard, std::string_view,
-                                          std::string&) {
-  insertDate(*this, pboard, dateTimeFormat(UserDefaults::standardUserDefaults()));
-}
-
-// The selection, tilde expanded but not trimmed, is the directory; the listing is written whatever
-// it is, so a path that names no directory leaves the empty text.
-void Textrix::doInsertPathService(ServicePasteboard& pboard, std::string_view, std::string& error) {
-  detail::servePlainText(*this, pboard, error, kInsertPathMessage, [](std::u16string_view text) {
-    std::u16string listing;
-    bool first = true;
-    detail::walkDirectoryTree(utf8Path(stringByExpandingTildeInPath(text)), false, true, true,
-                              detail::WalkBounds{}, [&](std::string_view entry) {
-                                if (!first) listing += u'\n';
-                                first = false;
-                                listing += utf16FromUtf8(entry);
-                              });
-    return listing;
-  });
+std::u16string directoryListing(std::u16string_view path) {
+  std::u16string listing;
+  bool first = true;
+  detail::walkDirectoryTree(utf8Path(stringByExpandingTildeInPath(path)), false, true, true,
+                            detail::WalkBounds{}, [&](std::string_view entry) {
+                              if (!first) listing += u'\n';
+                              first = false;
+                              listing += utf16FromUtf8(entry);
+                            });
+  return listing;
 }
 
 }  // namespace textrix

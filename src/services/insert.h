@@ -27,6 +27,7 @@
 #include <chrono>
 #include <cstddef>
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -47,6 +48,14 @@ class DateFormatter {
  private:
   std::u16string dateFormat_;
 };
+
+// The insert-date and insert-time services: the current date and time rendered by format; a
+// missing format renders as the text of a missing object, as a missing part of a composed format.
+std::u16string stringFromCurrentDate(const std::optional<std::u16string>& format);
+// The insert-path service: path, a leading "~" expanded but nothing trimmed, listed deeply with
+// links followed, one entry a line without a final line end; the empty text for a path that names
+// no directory.
+std::u16string directoryListing(std::u16string_view path);
 
 // Bounds of the walk, so that links looping back into the tree end it in seconds. One link to an
 // ancestor brings the walk back to each directory of the loop once per level, and the kernel

@@ -4,9 +4,6 @@
 #include <string_view>
 
 #include "runtime/localization.h"
-#include "services/handlers.h"
-#include "services/messages.h"
-#include "services/textrix.h"
 #include "text/encodings.h"
 #include "text/mutable_string.h"
 #include "text/search.h"
@@ -126,46 +123,6 @@ void convertToStraightQuotes(AttributedText& text) {
     out.replace(i, 1, std::u16string_view(&unit, 1));
   });
   if (out.edited()) text = out.finish();
-}
-
-// The quote handlers. Smart and straight quotes edit a copy of the selection read with its
-// attributes; the smart quotes are looked up before the pasteboard is read.
-
-namespace {
-
-// Reads the selection with its attributes, lets convert edit a copy of it and writes the copy back.
-template <class Convert>
-void serveAttributedCopy(const Service& service, ServicePasteboard& pboard, std::string& error,
-                         Convert convert) {
-  std::optional<ServiceText> text = service.getStringOfPboard(pboard, true);
-  std::optional<ServiceText> copy = Service::mutableCopyOfPboardString(text ? &*text : nullptr);
-  text.reset();  // the copy is all that is needed from here on
-  if (!copy) {
-    error = kQuotesMessage;
-    return;
-  }
-  std::visit(convert, *copy);
-  service.writeString(std::move(*copy), pboard);
-}
-
-}  // namespace
-
-void Textrix::doRemoveQuotesService(ServicePasteboard& pboard, std::string_view,
-                                    std::string& error) {
-  detail::serveMutableCopy(*this, pboard, error, kRemoveQuotesMessage,
-                           [](auto& text) { removeQuotes(text); });
-}
-
-void Textrix::doSmartQuotesService(ServicePasteboard& pboard, std::string_view,
-                                   std::string& error) {
-  const SmartQuotes quotes = localizedSmartQuotes();
-  serveAttributedCopy(*this, pboard, error,
-                      [&quotes](auto& text) { convertToSmartQuotes(text, quotes); });
-}
-
-void Textrix::doStraightQuotesService(ServicePasteboard& pboard, std::string_view,
-                                      std::string& error) {
-  serveAttributedCopy(*this, pboard, error, [](auto& text) { convertToStraightQuotes(text); });
 }
 
 }  // namespace textrix

@@ -1,8 +1,6 @@
 #include "services/reformat.h"
 
-#include "services/messages.h"
 #include "services/spaces_and_line_endings.h"
-#include "services/textrix.h"
 #include "services/trim.h"
 #include "text/charsets.h"
 #include "text/lines.h"
@@ -181,31 +179,6 @@ bool trimForReformatting(AttributedText& line) {
     if (text[i] == kAttachmentCharacter || !white.contains(text[i])) return true;
   }
   return false;
-}
-
-// The reformat handler: rich text is reformatted with its attributes, plain text as plain text.
-
-namespace {
-
-struct Reformat {
-  ServiceText operator()(const std::u16string& text) const {
-    return reformattedStringByRemovingCharactersOfString(text, kReformatRemovedCharacters);
-  }
-  ServiceText operator()(const AttributedText& text) const {
-    return reformattedAttributedStringByRemovingCharactersOfString(text,
-                                                                   kReformatRemovedCharacters);
-  }
-};
-
-}  // namespace
-
-void Textrix::doReformatService(ServicePasteboard& pboard, std::string_view, std::string& error) {
-  std::optional<ServiceText> text = getStringOfPboard(pboard, true);
-  if (!text) {
-    error = kReformatMessage;
-    return;
-  }
-  writeString(std::visit(Reformat(), *text), pboard);
 }
 
 }  // namespace textrix

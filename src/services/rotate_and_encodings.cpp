@@ -2,9 +2,6 @@
 
 #include <cstring>
 
-#include "services/handlers.h"
-#include "services/messages.h"
-#include "services/textrix.h"
 #include "text/encodings.h"
 
 namespace textrix {
@@ -79,23 +76,6 @@ std::u16string mac2Windows(std::u16string_view text) {
 
 std::u16string windows2Mac(std::u16string_view text) {
   return reencode(text, kMacRoman, kWindowsLatin1);
-}
-
-// The rotate and encoding handlers: plain text in, plain text out.
-
-void Textrix::doRotateService(ServicePasteboard& pboard, std::string_view, std::string& error) {
-  detail::servePlainText(*this, pboard, error, kRotateMessage,
-                         [](std::u16string& text) { return stringByRotating13(std::move(text)); });
-}
-
-void Textrix::doMac2WindowsService(ServicePasteboard& pboard, std::string_view,
-                                   std::string& error) {
-  detail::servePlainText(*this, pboard, error, kEncodingMessage, mac2Windows);
-}
-
-void Textrix::doWindows2MacService(ServicePasteboard& pboard, std::string_view,
-                                   std::string& error) {
-  detail::servePlainText(*this, pboard, error, kEncodingMessage, windows2Mac);
 }
 
 }  // namespace textrix

@@ -2,9 +2,6 @@
 
 #include <algorithm>
 
-#include "services/handlers.h"
-#include "services/messages.h"
-#include "services/textrix.h"
 #include "text/charsets.h"
 #include "text/lines.h"
 #include "text/mutable_string.h"
@@ -106,23 +103,6 @@ class GrowthCounter final : public EditSink {
   std::size_t growth_ = 0;
 };
 
-// Plain text with its tabs converted line by line, as convertTabsOfLines converts it, but in one
-// scan over the whole text into a result of its final size.
-std::u16string stringByConvertingTabs(std::u16string_view text, int width, bool encode) {
-  if (width < 1) return std::u16string(text);
-  const auto stop = static_cast<std::size_t>(width);
-  StringRewriter out(text);
-  if (encode) {
-    scanTabEncoding(text, stop, out);
-  } else {
-    GrowthCounter counter;
-    scanTabDecoding(text, stop, counter);
-    out.reserve(text.size() + counter.growth());
-    scanTabDecoding(text, stop, out);
-  }
-  return out.finish();
-}
-
 }  // namespace
 
 std::u16string stringByShiftingLinesLeft(std::u16string_view text, int width) {
@@ -164,20 +144,23 @@ void encodeTabs(AttributedText& text, int width) {
   convertTabs<AttributedText::Rewriter>(text, width, scanTabEncoding);
 }
 
-PlainLinesAndEmptyString getEmptyMutableStringAndLines(std::u16string_view text) {
-  return {lines(text), {}};
+std::u16string stringByConvertingTabs(std::u16string_view text, int width, bool encode) {
+  if (width < 1) return std::u16string(text);
+  const auto stop = static_cast<std::size_t>(width);
+  StringRewriter out(text);
+  if (encode) {
+    scanTabEncoding(text, stop, out);
+  } else {
+    GrowthCounter counter;
+    scanTabDecoding(text, stop, counter);
+    out.reserve(text.size() + counter.growth());
+    scanTabDecoding(text, stop, out);
+  }
+  return out.finish();
 }
 
 AttributedLinesAndEmptyText getEmptyMutableStringAndLines(const AttributedText& text) {
   return {text.lines(), {}};
-}
-
-void convertTabsOfLines(PlainLinesAndEmptyString& selection, int width, bool encode) {
-  for (std::u16string_view line : selection.lines) {
-    std::u16string copy(line);
-    encode ? encodeTabs(copy, width) : decodeTabs(copy, width);
-    selection.result.append(copy);
-  }
 }
 
 void convertTabsOfLines(AttributedLinesAndEmptyText& selection, int width, bool encode) {
@@ -186,53 +169,6 @@ void convertTabsOfLines(AttributedLinesAndEmptyText& selection, int width, bool 
     encode ? encodeTabs(copy, width) : decodeTabs(copy, width);
     selection.result.appendString(copy);
   }
-}
-
-// The shift and tab handlers. The tab width is the provider's setting.
-
-void Textrix::doShiftLeftService(ServicePasteboard& pboard, std::string_view, std::string& error) {
-  detail::servePlainText(*this, pboard, error, kShiftLeftMessage, [](std::u16string_view text) {
-    return stringByShiftingLinesLeft(text, tabs());
-  });
-}
-
-void Textrix::doShiftRightService(ServicePasteboard& pboard, std::string_view, std::string& error) {
-  detail::servePlainText(*this, pboard, error, kShiftRightMessage, stringByShiftingLinesRight);
-}
-
-void Textrix::doEntabService(ServicePasteboard& pboard, std::string_view userData,
-                             std::string& error) {
-  tabService(pboard, userData, error, true);
-}
-
-void Textrix::doDetabService(ServicePasteboard& pboard, std::string_view userData,
-                             std::string& error) {
-  tabService(pboard, userData, error, false);
-}
-
-void Textrix::tabService(ServicePasteboard& pboard, std::string_view, std::string& error,
-                         bool encode) {
-  const int width = tabs();
-  if (!pboard.containsType(kRTFDPboardType) && !pboard.containsType(kRTFPboardType)) {
-    // Plain text only: converted where the pasteboard holds it.
-    detail::servePlainText(*this, pboard, error, kTabsMessage, [&](std::u16string_view text) {
-      return stringByConvertingTabs(text, width, encode);
-    });
-    return;
-  }
-  std::optional<ServiceText> text = getStringOfPboard(pboard, true);
-  if (!text) {
-    error = kTabsMessage;
-    return;
-  }
-  writeString(std::visit(
-                  [&](const auto& selection) {
-                    auto linesAndResult = getEmptyMutableStringAndLines(selection);
-                    convertTabsOfLines(linesAndResult, width, encode);
-                    return ServiceText(std::move(linesAndResult.result));
-                  },
-                  *text),
-              pboard);
 }
 
 }  // namespace textrix

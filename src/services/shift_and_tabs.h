@@ -40,24 +40,19 @@ void encodeTabs(std::u16string& text, int width);
 void decodeTabs(AttributedText& text, int width);
 void encodeTabs(AttributedText& text, int width);
 
-// The selection as the tab service works on it: its lines, and an empty text of the same kind to
-// collect the converted lines in.
-template <class Line, class Text>
-struct LinesAndEmptyText {
-  std::vector<Line> lines;
-  Text result;
-};
-using PlainLinesAndEmptyString = LinesAndEmptyText<std::u16string_view, std::u16string>;
-using AttributedLinesAndEmptyText = LinesAndEmptyText<AttributedText, AttributedText>;
+// The tab services on plain text: the text with its tabs encoded (encode) or decoded at width, in
+// one scan into a result of its final size; the same as converting it line by line.
+std::u16string stringByConvertingTabs(std::u16string_view text, int width, bool encode);
 
-// The lines of text (views into it) and an empty string.
-PlainLinesAndEmptyString getEmptyMutableStringAndLines(std::u16string_view text);
+// Rich text as the tab services work on it: its lines, and an empty text to collect the converted
+// lines in.
+struct AttributedLinesAndEmptyText {
+  std::vector<AttributedText> lines;
+  AttributedText result;
+};
 // The attributed lines of text (U+FFFC stays inside its line) and an empty attributed text.
 AttributedLinesAndEmptyText getEmptyMutableStringAndLines(const AttributedText& text);
-
-// The tab service on a selection: appends every line, its tabs encoded (encode) or decoded at
-// width, to the selection's result.
-void convertTabsOfLines(PlainLinesAndEmptyString& selection, int width, bool encode);
+// Appends every line, its tabs encoded (encode) or decoded at width, to the selection's result.
 void convertTabsOfLines(AttributedLinesAndEmptyText& selection, int width, bool encode);
 
 }  // namespace textrix

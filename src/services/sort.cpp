@@ -10,9 +10,6 @@
 #include <memory>
 #include <new>
 
-#include "services/handlers.h"
-#include "services/messages.h"
-#include "services/textrix.h"
 #include "text/charsets.h"
 #include "text/lines.h"
 
@@ -290,24 +287,6 @@ std::u16string sortLines(std::u16string_view text, StringComparator compare) {
     start = end;
   }
   return result;
-}
-
-// The sort handlers share one worker that takes the comparison.
-
-void Textrix::doSortAscendingService(ServicePasteboard& pboard, std::string_view userData,
-                                     std::string& error) {
-  sortService(pboard, userData, error, sortCaseInsensitiveAscending);
-}
-
-void Textrix::doSortDescendingService(ServicePasteboard& pboard, std::string_view userData,
-                                      std::string& error) {
-  sortService(pboard, userData, error, sortCaseInsensitiveDescending);
-}
-
-void Textrix::sortService(ServicePasteboard& pboard, std::string_view, std::string& error,
-                          StringComparator selector) {
-  detail::servePlainText(*this, pboard, error, kSortMessage,
-                         [=](std::u16string_view text) { return sortLines(text, selector); });
 }
 
 }  // namespace textrix

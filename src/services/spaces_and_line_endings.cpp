@@ -2,9 +2,6 @@
 
 #include <algorithm>
 
-#include "services/handlers.h"
-#include "services/messages.h"
-#include "services/textrix.h"
 #include "text/attributed_text.h"
 #include "text/charsets.h"
 #include "text/lines.h"
@@ -145,60 +142,6 @@ std::u16string replaceLineEndings(std::u16string_view text, std::u16string_view 
   }
   result.append(text.substr(copied));
   return result;
-}
-
-// The spaces, feeds and line-ending handlers. Removing multiple feeds reports the spaces message.
-
-namespace {
-
-struct RemoveMultipleSpaces {
-  void operator()(std::u16string& text) const { removeMultipleSpaces(text); }
-  void operator()(AttributedText& text) const { removeMultipleSpaces(text); }
-};
-struct RemoveMultipleFeeds {
-  void operator()(std::u16string& text) const { removeMultipleFeeds(text); }
-  void operator()(AttributedText& text) const { removeMultipleFeeds(text); }
-};
-
-}  // namespace
-
-void Textrix::doRemoveMultipleSpacesService(ServicePasteboard& pboard, std::string_view,
-                                            std::string& error) {
-  detail::serveMutableCopy(*this, pboard, error, kRemoveMultipleSpacesMessage,
-                           RemoveMultipleSpaces());
-}
-
-void Textrix::doRemoveMultipleFeedsService(ServicePasteboard& pboard, std::string_view,
-                                           std::string& error) {
-  detail::serveMutableCopy(*this, pboard, error, kRemoveMultipleSpacesMessage,
-                           RemoveMultipleFeeds());
-}
-
-void Textrix::doRemoveLineEndingsService(ServicePasteboard& pboard, std::string_view userData,
-                                         std::string& error) {
-  replaceLineEndingsService(pboard, userData, error, u" ");
-}
-
-void Textrix::doMacintoshLineEndingsService(ServicePasteboard& pboard, std::string_view userData,
-                                            std::string& error) {
-  replaceLineEndingsService(pboard, userData, error, u"\r");
-}
-
-void Textrix::doUnixLineEndingsService(ServicePasteboard& pboard, std::string_view userData,
-                                       std::string& error) {
-  replaceLineEndingsService(pboard, userData, error, u"\n");
-}
-
-void Textrix::doWindowsLineEndingsService(ServicePasteboard& pboard, std::string_view userData,
-                                          std::string& error) {
-  replaceLineEndingsService(pboard, userData, error, u"\r\n");
-}
-
-void Textrix::replaceLineEndingsService(ServicePasteboard& pboard, std::string_view,
-                                        std::string& error, std::u16string_view substitute) {
-  detail::servePlainText(*this, pboard, error, kLineEndingsMessage, [=](std::u16string_view text) {
-    return replaceLineEndings(text, substitute);
-  });
 }
 
 }  // namespace textrix

@@ -260,16 +260,6 @@ std::unique_ptr<SpeechSynthesizer>& speaker() {
   return *held;
 }
 
-// Both speak services: no selection, no speech; the speech never reports an error.
-void speak(const Service& service, const ServicePasteboard& pboard, bool german) {
-  std::optional<ServiceText> text = service.getStringOfPboard(pboard, false);
-  if (!text) return;
-  Textrix::stopSpeaking();
-  speaker() = std::make_unique<SpeechSynthesizer>(service.environment().speechOutput);
-  const std::u16string& plain = std::get<std::u16string>(*text);
-  speaker()->startSpeakingString(german ? stringByConvertingGermanToEnglishPhonemes(plain) : plain);
-}
-
 }  // namespace
 
 std::u16string stringByConvertingGermanToEnglishPhonemes(std::u16string_view text) {
@@ -394,7 +384,14 @@ std::uint32_t detail::speechSampleRate() {
   return SpeechEngine::shared().sampleRate();
 }
 
-// The speech handlers and the provider's speaker.
+// The speak services never report an error: speech that cannot start is silence.
+void speakString(std::u16string_view text, const SpeechOutput& output, bool german) {
+  Textrix::stopSpeaking();
+  speaker() = std::make_unique<SpeechSynthesizer>(output);
+  speaker()->startSpeakingString(german ? stringByConvertingGermanToEnglishPhonemes(text) : text);
+}
+
+// The provider's speaker.
 
 bool Textrix::isSpeaking() {
   return speaker() && speaker()->isSpeaking();
@@ -404,18 +401,6 @@ void Textrix::stopSpeaking() {
   if (!speaker()) return;
   speaker()->stopSpeaking();
   speaker().reset();
-}
-
-void Textrix::doSpeakNativeService(ServicePasteboard& pboard, std::string_view, std::string&) {
-  speak(*this, pboard, false);
-}
-
-void Textrix::doSpeakGermanService(ServicePasteboard& pboard, std::string_view, std::string&) {
-  speak(*this, pboard, true);
-}
-
-void Textrix::doStopSpeakingService(ServicePasteboard&, std::string_view, std::string&) {
-  stopSpeaking();
 }
 
 }  // namespace textrix

@@ -36,6 +36,11 @@ namespace textrix {
 // match. One pass for each of the three steps, whatever the length of text.
 std::u16string stringByConvertingGermanToEnglishPhonemes(std::u16string_view text);
 
+// The speak services: stops the speech of the last call, then starts speaking text (after the
+// German rewriting when german is set) to output, with a synthesizer that Textrix::isSpeaking and
+// Textrix::stopSpeaking then ask. Speech that cannot start is silence, never an error.
+void speakString(std::u16string_view text, const SpeechOutput& output, bool german);
+
 // The 44-byte header of a WAV file of 16-bit mono PCM at sampleRate samples a second followed by
 // dataBytes bytes of samples: a RIFF chunk of dataBytes + 36 bytes holding the format chunk and
 // the data chunk, all sizes little-endian. dataBytes is at most kMaxWavDataBytes.

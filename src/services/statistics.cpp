@@ -4,7 +4,6 @@
 #include <optional>
 
 #include "runtime/localization.h"
-#include "services/textrix.h"
 #include "text/charsets.h"
 #include "text/lines.h"
 #include "text/mutable_string.h"
@@ -54,17 +53,6 @@ std::u16string statisticsMessage(const TextStatistics& statistics) {
 
 std::u16string statisticsTitle() {
   return localizedStringForKey("Statistics");
-}
-
-// Shows the counts and then ends the process, unless speech is still going on: the process then
-// ends at the first slice that finds it silent. A selection that cannot be read shows nothing.
-// The alert itself brings the provider to the front.
-void Textrix::doStatisticsService(ServicePasteboard& pboard, std::string_view, std::string&) {
-  const std::optional<ServiceText> text = getStringOfPboard(pboard, false);
-  if (!text) return;
-  const TextStatistics statistics = statisticsOfString(std::get<std::u16string>(*text));
-  environment().runAlertPanel(statisticsTitle(), statisticsMessage(statistics));
-  if (!isSpeaking()) environment().terminate();
 }
 
 }  // namespace textrix

@@ -2,9 +2,6 @@
 
 #include <algorithm>
 
-#include "services/handlers.h"
-#include "services/messages.h"
-#include "services/textrix.h"
 #include "text/attributed_text.h"
 #include "text/charsets.h"
 #include "text/lines.h"
@@ -99,30 +96,6 @@ std::u16string stringByTrimmingLines(std::u16string_view text, bool left, bool r
     }
   }
   return result;
-}
-
-// The trim handlers share one worker.
-
-void Textrix::doTrimLeftService(ServicePasteboard& pboard, std::string_view userData,
-                                std::string& error) {
-  trimService(pboard, userData, error, true, false);
-}
-
-void Textrix::doTrimRightService(ServicePasteboard& pboard, std::string_view userData,
-                                 std::string& error) {
-  trimService(pboard, userData, error, false, true);
-}
-
-void Textrix::doTrimService(ServicePasteboard& pboard, std::string_view userData,
-                            std::string& error) {
-  trimService(pboard, userData, error, true, true);
-}
-
-void Textrix::trimService(ServicePasteboard& pboard, std::string_view, std::string& error,
-                          bool left, bool right) {
-  detail::servePlainText(*this, pboard, error, kTrimMessage, [=](std::u16string_view text) {
-    return stringByTrimmingLines(text, left, right);
-  });
 }
 
 }  // namespace textrix

@@ -10,9 +10,12 @@
 #include "rich/rtf.h"
 #include "services/messages.h"
 #include "services/textrix.h"
+#include "support/perform.h"
 
 namespace textrix {
 namespace {
+
+using testing_services::perform;
 
 AttributeDictionary styled(bool bold, std::optional<Color> color, bool underline,
                            std::optional<std::u16string> link = std::nullopt) {
@@ -67,17 +70,16 @@ TEST(AttachmentAndLinkServices, CleanRichTextAndLeavePlainTextAsItIs) {
   AttributedText link(u"a ");
   link.appendString(u"link", styled(false, kLinkColor, true, u"https://a.example"));
   struct Case {
-    void (Textrix::*handler)(ServicePasteboard&, std::string_view, std::string&);
+    std::string_view handler;
     std::string_view message;
     std::string_view richType;
     std::string rich;
     std::u16string_view expected;
   };
   const Case cases[] = {
-      {&Textrix::doRemoveAttachmentsService, kRemoveAttachmentsMessage, kRTFDPboardType,
+      {"remove-attachments", kRemoveAttachmentsMessage, kRTFDPboardType,
        std::string(std::istreambuf_iterator<char>(rtfd), {}), u"A "},
-      {&Textrix::doRemoveLinksService, kRemoveLinksMessage, kRTFPboardType, writeRtf(link),
-       u"a link"},
+      {"remove-links", kRemoveLinksMessage, kRTFPboardType, writeRtf(link), u"a link"},
   };
   Textrix provider;
   for (const Case& test : cases) {
@@ -86,7 +88,7 @@ TEST(AttachmentAndLinkServices, CleanRichTextAndLeavePlainTextAsItIs) {
     ServicePasteboard rich("request");
     rich.declareTypes({std::string(test.richType)});
     rich.setData(test.rich, test.richType);
-    (provider.*test.handler)(rich, "", error);
+    perform(provider, test.handler, rich, error);
     EXPECT_EQ(error, "");
     ASSERT_EQ(rich.types(), std::vector<std::string>{std::string(kRTFPboardType)});
     const AttributedText result = readRtf(*rich.dataForType(kRTFPboardType)).text;
@@ -99,11 +101,11 @@ TEST(AttachmentAndLinkServices, CleanRichTextAndLeavePlainTextAsItIs) {
     ServicePasteboard plain("request");
     plain.declareTypes({std::string(kStringPboardType)});
     plain.setString(u"a \uFFFC https://x.example", kStringPboardType);
-    (provider.*test.handler)(plain, "", error);
+    perform(provider, test.handler, plain, error);
     EXPECT_EQ(plain.stringForType(kStringPboardType), u"a \uFFFC https://x.example");
 
     ServicePasteboard empty("request");
-    (provider.*test.handler)(empty, "", error);
+    perform(provider, test.handler, empty, error);
     EXPECT_EQ(error, test.message);
   }
 }

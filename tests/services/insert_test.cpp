@@ -12,10 +12,13 @@
 #include "runtime/defaults.h"
 #include "services/messages.h"
 #include "services/textrix.h"
+#include "support/perform.h"
 #include "text/encodings.h"
 
 namespace textrix {
 namespace {
+
+using testing_services::perform;
 
 using namespace std::literals;
 namespace fs = std::filesystem;
@@ -194,13 +197,13 @@ TEST(InsertPathService, WritesTheListingOrTheEmptyText) {
     pasteboard.declareTypes({std::string(kStringPboardType)});
     pasteboard.setString(selection, kStringPboardType);
     std::string error;
-    provider.doInsertPathService(pasteboard, "", error);
+    perform(provider, "insert-path", pasteboard, error);
     EXPECT_EQ(error, "");
     EXPECT_EQ(written(pasteboard), listing);
   }
   std::string error;
   ServicePasteboard empty("request");
-  provider.doInsertPathService(empty, "", error);
+  perform(provider, "insert-path", empty, error);
   EXPECT_EQ(error, kInsertPathMessage);
   EXPECT_EQ(empty.changeCount(), 0);
 }
@@ -213,12 +216,12 @@ TEST(InsertDateServices, WriteTheirFormatsOverTheSelection) {
   defaults.setString("long", "NSDateFormatString");
   useZone("XST-2");
   Textrix provider;
-  const std::pair<Textrix::Handler, std::u16string_view> rows[] = {
-      {&Textrix::doInsertTimeService, u"time XST"},
-      {&Textrix::doInsertShortDateService, u"short"},
-      {&Textrix::doInsertLongDateService, u"long"},
-      {&Textrix::doInsertShortDateTimeService, u"short time XST"},
-      {&Textrix::doInsertLongDateTimeService, u"long time XST"},
+  const std::pair<std::string_view, std::u16string_view> rows[] = {
+      {"insert-time", u"time XST"},
+      {"insert-short-date", u"short"},
+      {"insert-long-date", u"long"},
+      {"insert-short-date-time", u"short time XST"},
+      {"insert-long-date-time", u"long time XST"},
   };
   for (const auto& [handler, text] : rows) {
     SCOPED_TRACE(encodeUtf8(text));
@@ -226,7 +229,7 @@ TEST(InsertDateServices, WriteTheirFormatsOverTheSelection) {
     pasteboard.declareTypes({std::string(kRTFPboardType)});
     pasteboard.setData("{\\rtf1 selected}", kRTFPboardType);
     std::string error;
-    (provider.*handler)(pasteboard, "", error);
+    perform(provider, handler, pasteboard, error);
     EXPECT_EQ(error, "");
     EXPECT_EQ(written(pasteboard), text);
   }

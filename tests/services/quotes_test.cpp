@@ -10,9 +10,12 @@
 #include "rich/rtf.h"
 #include "services/messages.h"
 #include "services/textrix.h"
+#include "support/perform.h"
 
 namespace textrix {
 namespace {
+
+using testing_services::perform;
 
 // The catalogs come from the build tree; set before the first look-up binds the text domain.
 const bool kCatalogsOfTheBuildTree = [] {
@@ -123,9 +126,8 @@ AttributedText readRichResult(const ServicePasteboard& pasteboard) {
 }
 
 TEST(QuoteServices, EditPlainAndRichTextAndReportAMissingText) {
-  using Handler = void (Textrix::*)(ServicePasteboard&, std::string_view, std::string&);
   struct Case {
-    Handler handler;
+    std::string_view handler;
     std::string_view message;
     std::u16string_view plain;
     std::u16string_view plainResult;
@@ -133,12 +135,12 @@ TEST(QuoteServices, EditPlainAndRichTextAndReportAMissingText) {
     AttributedText richResult;
   };
   const Case cases[] = {
-      {&Textrix::doRemoveQuotesService, kRemoveQuotesMessage, u"> a\n>> b <c>", u" a\n b c",
+      {"remove-quotes", kRemoveQuotesMessage, u"> a\n>> b <c>", u" a\n b c",
        alternating({u">", u"> a", u"<b>"}), alternating({u"", u" a", u"b"})},
-      {&Textrix::doSmartQuotesService, kQuotesMessage, u"\"it's\"", u"\u201Eit\u2019s\u201D",
+      {"smart-quotes", kQuotesMessage, u"\"it's\"", u"\u201Eit\u2019s\u201D",
        alternating({u"\"", u"a", u"'", u"\""}),
        alternating({u"\u201E", u"a", u"\u2019", u"\u201D"})},
-      {&Textrix::doStraightQuotesService, kQuotesMessage, u"\u201Cit\u2019s\u201D", u"\"it's\"",
+      {"straight-quotes", kQuotesMessage, u"\u201Cit\u2019s\u201D", u"\"it's\"",
        alternating({u"\u00AB", u"a", u"\u2019", u"\u00BB"}),
        alternating({u"\"", u"a", u"'", u"\""})},
   };
@@ -149,16 +151,16 @@ TEST(QuoteServices, EditPlainAndRichTextAndReportAMissingText) {
     ServicePasteboard plain("request");
     plain.declareTypes({std::string(kStringPboardType)});
     plain.setString(std::u16string(test.plain), kStringPboardType);
-    (provider.*test.handler)(plain, "", error);
+    perform(provider, test.handler, plain, error);
     EXPECT_EQ(plain.stringForType(kStringPboardType), test.plainResult);
 
     ServicePasteboard rich = richPasteboard(test.rich);
-    (provider.*test.handler)(rich, "", error);
+    perform(provider, test.handler, rich, error);
     EXPECT_EQ(error, "");
     EXPECT_EQ(readRichResult(rich), test.richResult);
 
     ServicePasteboard empty("request");
-    (provider.*test.handler)(empty, "", error);
+    perform(provider, test.handler, empty, error);
     EXPECT_EQ(error, test.message);
     EXPECT_TRUE(empty.types().empty());
   }

@@ -8,9 +8,12 @@
 #include "rich/rtf.h"
 #include "services/messages.h"
 #include "services/textrix.h"
+#include "support/perform.h"
 
 namespace textrix {
 namespace {
+
+using testing_services::perform;
 
 // A font of size points and, when spacing is given, a paragraph style with that paragraph
 // spacing, 3 points before and an indent.
@@ -133,7 +136,7 @@ TEST(ReformatService, ReformatsPlainAndRichTextAndReportsAMissingText) {
   ServicePasteboard plain("request");
   plain.declareTypes({std::string(kStringPboardType)});
   plain.setString(u"> one\n> two\n\n> three", kStringPboardType);
-  provider.doReformatService(plain, "", error);
+  perform(provider, "reformat", plain, error);
   EXPECT_EQ(plain.stringForType(kStringPboardType), u"one two\n\nthree");
 
   ServicePasteboard rich("request");
@@ -142,7 +145,7 @@ TEST(ReformatService, ReformatsPlainAndRichTextAndReportsAMissingText) {
       "{\\rtf1\\ansi{\\fonttbl{\\f0 Helvetica;}}\\f0\\fs24 > one\\par > {\\b two}\\par\\par "
       "\\fs36 Big\\par}",
       kRTFPboardType);
-  provider.doReformatService(rich, "", error);
+  perform(provider, "reformat", rich, error);
   EXPECT_EQ(error, "");
   ASSERT_EQ(rich.types(), std::vector<std::string>{std::string(kRTFPboardType)});
   const AttributedText result = readRtf(*rich.dataForType(kRTFPboardType)).text;
@@ -150,7 +153,7 @@ TEST(ReformatService, ReformatsPlainAndRichTextAndReportsAMissingText) {
   EXPECT_TRUE(result.attributesAtIndex(4).get<Font>(kFontAttributeName)->bold);
 
   ServicePasteboard empty("request");
-  provider.doReformatService(empty, "", error);
+  perform(provider, "reformat", empty, error);
   EXPECT_EQ(error, kReformatMessage);
   EXPECT_TRUE(empty.types().empty());
 }

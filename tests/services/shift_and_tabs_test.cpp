@@ -88,9 +88,7 @@ TEST(TabService, ConvertsEveryLineOfTheSelection) {
     SCOPED_TRACE(encode);
     std::u16string whole = chars;
     encode ? encodeTabs(whole, 4) : decodeTabs(whole, 4);
-    PlainLinesAndEmptyString plain = getEmptyMutableStringAndLines(chars);
-    convertTabsOfLines(plain, 4, encode);
-    EXPECT_EQ(plain.result, whole);
+    EXPECT_EQ(stringByConvertingTabs(chars, 4, encode), whole);
 
     const AttributedText text = redThenBlue(chars.substr(0, 9), chars.substr(9));
     AttributedText wholeText = text;

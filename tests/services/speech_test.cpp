@@ -14,9 +14,12 @@
 #include "runtime/formats.h"
 #include "services/german_phonemes.h"
 #include "services/textrix.h"
+#include "support/perform.h"
 
 namespace textrix {
 namespace {
+
+using testing_services::perform;
 
 struct Rewriting {
   std::u16string text;
@@ -149,9 +152,9 @@ TEST(SpeechServices, PrintTheTextThatWouldBeSpokenAndWriteNothing) {
   const int changes = pasteboard.changeCount();
   std::string error;
 
-  provider.doSpeakGermanService(pasteboard, "", error);
+  perform(provider, "speak-german", pasteboard, error);
   EXPECT_EQ(printed, u"EEHSH KUN  TSwIGH  sAY HEN");
-  provider.doSpeakNativeService(pasteboard, "", error);
+  perform(provider, "speak-native", pasteboard, error);
   EXPECT_EQ(printed, u"Ich kann 2 sehen");
   EXPECT_EQ(prints, 2);
   EXPECT_EQ(error, "");
@@ -165,9 +168,9 @@ TEST(SpeechServices, SpeakNothingWithoutASelection) {
   Textrix provider(printingTo(printed, prints));
   ServicePasteboard empty;
   std::string error;
-  provider.doSpeakNativeService(empty, "", error);
-  provider.doSpeakGermanService(empty, "", error);
-  provider.doStopSpeakingService(empty, "", error);
+  perform(provider, "speak-native", empty, error);
+  perform(provider, "speak-german", empty, error);
+  perform(provider, "stop-speaking", empty, error);
   EXPECT_EQ(prints, 0);
   EXPECT_EQ(error, "");
   EXPECT_TRUE(empty.types().empty());
@@ -188,7 +191,7 @@ TEST(SpeechServices, WriteTheSpeechAsAPlayableWavFile) {
   Textrix provider(environment);
   ServicePasteboard pasteboard = pasteboardWithText(u"Hallo, ich bin hier.");
   std::string error;
-  provider.doSpeakGermanService(pasteboard, "", error);
+  perform(provider, "speak-german", pasteboard, error);
   EXPECT_EQ(error, "");
   EXPECT_FALSE(Textrix::isSpeaking());
 
@@ -222,11 +225,11 @@ TEST(SpeechServices, FailSilentlyWithoutASoundDevice) {
     ServicePasteboard pasteboard = pasteboardWithText(u"a");
     const int changes = pasteboard.changeCount();
     std::string error;
-    provider.doSpeakNativeService(pasteboard, "", error);
+    perform(provider, "speak-native", pasteboard, error);
     EXPECT_EQ(error, "");
     EXPECT_EQ(pasteboard.changeCount(), changes);
     waitUntilSilent();
-    provider.doStopSpeakingService(pasteboard, "", error);
+    perform(provider, "stop-speaking", pasteboard, error);
     EXPECT_FALSE(Textrix::isSpeaking());
   }
   unsetenv("PULSE_SERVER");

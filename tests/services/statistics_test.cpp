@@ -6,10 +6,13 @@
 
 #include "runtime/pasteboard.h"
 #include "services/textrix.h"
+#include "support/perform.h"
 #include "text/encodings.h"
 
 namespace textrix {
 namespace {
+
+using testing_services::perform;
 
 using namespace std::literals;
 
@@ -51,13 +54,13 @@ TEST(StatisticsService, ShowsThePanelThenEndsTheProcessAndLeavesThePasteboard) {
   const std::string rtf = "{\\rtf1\\ansi Hello {\\b world}}";
   pasteboard.setData(rtf, kRTFPboardType);
   std::string error;
-  provider.doStatisticsService(pasteboard, "", error);
+  perform(provider, "statistics", pasteboard, error);
   EXPECT_EQ(error, "");
   EXPECT_EQ(pasteboard.changeCount(), 1);
   EXPECT_EQ(pasteboard.dataForType(kRTFPboardType), rtf);
   // Nothing to read: no panel, and the process goes on.
   ServicePasteboard empty("request");
-  provider.doStatisticsService(empty, "", error);
+  perform(provider, "statistics", empty, error);
   EXPECT_EQ(error, "");
   EXPECT_EQ(events, (std::vector<std::u16string>{
                         u"Statistics|Characters:10\nSpaces:1\nTotal:11\n\nWords:2\nLines:1\n",
