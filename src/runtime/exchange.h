@@ -66,9 +66,6 @@ struct ServiceEnvironment {
   static void logToSystem(const std::string& message);
 };
 
-// The services menu of the platform; this provider runs without one.
-class ServicesMenu;
-
 class Service {
  public:
   explicit Service(ServiceEnvironment environment = {});
@@ -102,16 +99,12 @@ class Service {
   // TIFF is decoded here; the other two give none.
   std::optional<Image> getImageOfPboard(const ServicePasteboard& pasteboard) const;
   // Declares the TIFF type and stores the image's LZW-compressed TIFF under the plain-string type,
-  // not under the TIFF type: the pairing is the operation's established behaviour.
+  // not under the TIFF type: readers of an image written here take its bytes from the plain-string
+  // entry, so the pairing stays.
   void writeImage(const Image& image, ServicePasteboard& pasteboard) const;
 
   // What the service needs from the desktop around it.
   const ServiceEnvironment& environment() const { return environment_; }
-
-  // This provider runs without a services menu, so there is none to copy.
-  ServicesMenu* servicesMenu() const { return nullptr; }
-  // This provider runs without a services menu, so there is nothing to refresh.
-  void initializeServicesMenu() {}
 
  private:
   bool isMailRequestOffGeneralPasteboard(const ServicePasteboard& pasteboard) const;

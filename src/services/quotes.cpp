@@ -71,8 +71,8 @@ template <class Replace>
 void forEachStraightQuote(std::u16string_view text, Replace replace) {
   const std::u16string singleQuotes = utf16FromUtf8(kSingleQuoteSet);
   const std::u16string doubleQuotes = utf16FromUtf8(kDoubleQuoteSet);
-  // Neither set holds a letter, so the system's search for a unit in a set, which looks for a
-  // letter in its upper-case form, finds exactly the members.
+  // Neither set holds a letter, so the search for a unit in a set of text/search.h, which looks for
+  // a letter in its upper-case form, finds exactly the members.
   const detail::UnitSet isSingle(singleQuotes, text.size());
   const detail::UnitSet isDouble(doubleQuotes, text.size());
   for (std::size_t i = 0; i < text.size(); ++i) {

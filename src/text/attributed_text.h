@@ -97,8 +97,7 @@ class AttributedText {
   // Appends the formatted arguments (see formatString) by the edit rule.
   void appendFormat(std::u16string_view format,
                     std::initializer_list<std::u16string_view> arguments);
-  // Appends the formatted arguments as one run with attributes, when they format to something
-  // (the system's attributes:appendFormat:).
+  // Appends the formatted arguments as one run with attributes, when they format to something.
   void appendFormat(const AttributeDictionary& attributes, std::u16string_view format,
                     std::initializer_list<std::u16string_view> arguments);
   // Inserts string as a link to itself: link colour, single underline, link = string.

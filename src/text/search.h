@@ -3,7 +3,8 @@
 // Searches return an index in code units, or kNotFound. A search or count for a unit that has
 // case (its upper and lower table entries differ) looks for the unit's upper-case form: with
 // caseInsensitive clear only that exact form matches, so a search for 'a' finds 'A' and skips 'a'.
-// That rule is the system's own and is kept on purpose.
+// The services' character sets rely on that rule (they hold no letters, or only upper-case
+// ones), so it stays.
 //
 //   textrix::findCharacter(u"Aa", u'a');        // 0
 //   textrix::countCharacter(u"bBb", u'b', true); // 3

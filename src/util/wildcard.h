@@ -10,7 +10,8 @@
 //   textrix::isCaseInsensitiveLikeUnixWildcard(u"Draft7", u"d*[0-9]");      // true
 //   textrix::wordsUsingWildcardSeparation(u"ls a?c [a b]*", nullptr);     // "ls", "a?c", "[a b]*"
 //
-// The class rules are the system's own and kept as they are: members are scanned left to right
+// The class rules stay exactly as they are, since stored patterns rely on them: members are
+// scanned left to right
 // and the first that matches wins; "]" closes the class, even first, so "[]" never matches and
 // "[^]" matches any unit; "-" makes a range of the units on either side of it, and the unit before
 // a "-" that directly follows "[" or "[^" is that "[" or "^" itself, so "[-a]" runs from "[" to
