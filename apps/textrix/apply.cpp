@@ -1,14 +1,14 @@
-#include <cerrno>
+#include "apply.h"
+
 #include <chrono>
 #include <cstdio>
-#include <cstring>
 #include <optional>
 #include <string>
 #include <thread>
 
 #include "arguments.h"
-#include "commands.h"
-#include "selection.h"
+#include "errors.h"
+#include "filter.h"
 #include "services/catalogue.h"
 #include "services/textrix.h"
 #include "text/encodings.h"
@@ -17,32 +17,29 @@ namespace textrix::command {
 namespace {
 
 struct Options {
-  std::optional<std::string_view> file;
-  std::optional<std::string_view> type;  // the pasteboard type named by --type
+  SelectionArguments selection;
   std::optional<std::string_view> wav;
   bool print = false;
 };
 
-// Parses [FILE] [--type T] [--wav FILE] [--print] in any order; a problem is returned as text.
-std::string parseOptions(std::span<const std::string_view> arguments, Options& options) {
+// Parses [FILE] [--type T] [--wav FILE] [--print] in any order; returns the usage error.
+std::optional<CommandError> parseOptions(std::span<const std::string_view> arguments,
+                                         Options& options) {
   for (ArgumentReader reader(arguments); reader.next();) {
     const std::string_view name = reader.name();
-    if (!reader.isOption()) {
-      if (options.file) return "more than one file given";
-      options.file = name;
-    } else if (name == "--type") {
-      if (std::string problem = readPasteboardType(reader, options.type); !problem.empty()) {
-        return problem;
-      }
+    std::optional<CommandError> error;
+    if (takeSelectionArgument(reader, options.selection, error)) {
+      if (error) return error;
     } else if (name == "--wav") {
-      if (!(options.wav = reader.value())) return "--wav needs a file";
+      if (!(options.wav = reader.value()))
+        return CommandError{ErrorKind::usage, "--wav needs a file"};
     } else if (name == "--print" && !reader.hasInlineValue()) {
       options.print = true;
     } else {
       return unknownOption(name);
     }
   }
-  return {};
+  return std::nullopt;
 }
 
 // The command stands in for the desktop: it prints an alert panel (title, then message) where the
@@ -75,37 +72,26 @@ void waitForSpeechToEnd() {
 
 int applyService(std::string_view service, std::span<const std::string_view> arguments) {
   const ServiceEntry* entry = findService(service);
-  if (!entry) return usageError("unknown service " + std::string(service));
+  if (!entry) return report({ErrorKind::usage, "unknown service " + std::string(service)});
   Options options;
-  if (std::string problem = parseOptions(arguments, options); !problem.empty()) {
-    return usageError(problem);
-  }
-  std::optional<std::string> bytes = readInput(options.file);
-  if (!bytes) {
-    std::fprintf(stderr, "textrix: cannot read %s: %s\n",
-                 options.file ? std::string(*options.file).c_str() : "standard input",
-                 std::strerror(errno));
-    return kUsageError;
-  }
+  if (std::optional<CommandError> error = parseOptions(arguments, options)) return report(*error);
+  std::string bytes;
+  if (std::optional<CommandError> error = readInput(options.selection.file, bytes))
+    return report(*error);
 
   Textrix::tabs();
   ServicePasteboard pasteboard("textrix");
-  const std::string_view type = options.type.value_or(detectType(*bytes));
-  if (std::string problem = putSelection(std::move(*bytes), type, pasteboard); !problem.empty()) {
-    std::fprintf(stderr, "textrix: %s\n", problem.c_str());
-    return kUsageError;
+  const std::string_view type = options.selection.type.value_or(detectType(bytes));
+  if (std::optional<CommandError> error = putSelection(std::move(bytes), type, pasteboard)) {
+    return report(*error);
   }
   const int changeCount = pasteboard.changeCount();
   Textrix provider(commandEnvironment(options));
-  std::string error;
-  performService(provider, *entry, pasteboard, "", error);
-  if (!error.empty()) {
-    std::fprintf(stderr, "%s\n", error.c_str());
-    return kServiceFailed;
-  }
-  if (pasteboard.changeCount() != changeCount && !writeResult(pasteboard)) {
-    std::fprintf(stderr, "textrix: cannot write standard output: %s\n", std::strerror(errno));
-    return kUsageError;
+  std::string message;
+  performService(provider, *entry, pasteboard, "", message);
+  if (!message.empty()) return report({ErrorKind::serviceMessage, message});
+  if (pasteboard.changeCount() != changeCount) {
+    if (std::optional<CommandError> error = writeResult(pasteboard)) return report(*error);
   }
   std::fflush(stdout);
   waitForSpeechToEnd();

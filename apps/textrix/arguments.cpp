@@ -1,6 +1,6 @@
 #include "arguments.h"
 
-#include "selection.h"
+#include "filter.h"
 
 namespace textrix::command {
 
@@ -25,14 +25,23 @@ std::optional<std::string_view> ArgumentReader::value() {
   return std::nullopt;
 }
 
-std::string readPasteboardType(ArgumentReader& reader, std::optional<std::string_view>& type) {
+bool takeSelectionArgument(ArgumentReader& reader, SelectionArguments& selection,
+                           std::optional<CommandError>& error) {
+  if (!reader.isOption()) {
+    if (selection.file) error = CommandError{ErrorKind::usage, "more than one file given"};
+    selection.file = reader.name();
+    return true;
+  }
+  if (reader.name() != "--type") return false;
   const std::optional<std::string_view> name = reader.value();
-  if (!name || !(type = pasteboardTypeNamed(*name))) return "--type needs plain, rtf or rtfd";
-  return {};
+  if (!name || !(selection.type = pasteboardTypeNamed(*name))) {
+    error = CommandError{ErrorKind::usage, "--type needs plain, rtf or rtfd"};
+  }
+  return true;
 }
 
-std::string unknownOption(std::string_view name) {
-  return "unknown option " + std::string(name);
+CommandError unknownOption(std::string_view name) {
+  return {ErrorKind::usage, "unknown option " + std::string(name)};
 }
 
 }  // namespace textrix::command

@@ -14,6 +14,8 @@
 #include <string>
 #include <string_view>
 
+#include "errors.h"
+
 namespace textrix::command {
 
 class ArgumentReader {
@@ -37,10 +39,18 @@ class ArgumentReader {
   std::optional<std::string_view> inlineValue_;
 };
 
-// Reads the value of --type into type; a problem is returned as text, else empty.
-std::string readPasteboardType(ArgumentReader& reader, std::optional<std::string_view>& type);
+// The FILE operand and the --type option of the subcommands that read a selection.
+struct SelectionArguments {
+  std::optional<std::string_view> file;
+  std::optional<std::string_view> type;  // the pasteboard type named by --type
+};
 
-// The problem text for an option the subcommand does not know.
-std::string unknownOption(std::string_view name);
+// Takes the reader's argument into selection when it is the FILE operand or --type: true when
+// taken, with the usage error in error for a second file or a --type that names no pasteboard type.
+bool takeSelectionArgument(ArgumentReader& reader, SelectionArguments& selection,
+                           std::optional<CommandError>& error);
+
+// The usage error for an option that the subcommand does not know.
+CommandError unknownOption(std::string_view name);
 
 }  // namespace textrix::command

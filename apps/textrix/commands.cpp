@@ -1,21 +1,19 @@
 #include "commands.h"
 
-#include <cstdio>
+#include <algorithm>
 #include <string>
 
+#include "apply.h"
+#include "call.h"
+#include "defaults.h"
+#include "errors.h"
+#include "list.h"
+#include "pick.h"
+#include "serve.h"
 #include "services/catalogue.h"
 
 namespace textrix::command {
 namespace {
-
-constexpr std::string_view kUsage =
-    "Usage: textrix SERVICE [FILE] [--type plain|rtf|rtfd] [--wav FILE] [--print]\n"
-    "       textrix list\n"
-    "       textrix defaults read [KEY] | write KEY VALUE | delete KEY\n"
-    "       textrix serve [--slice SECONDS]\n"
-    "       textrix call SERVICE [FILE] [--type plain|rtf|rtfd] [--application NAME]\n"
-    "       textrix pick [SERVICE] [--clipboard] [--chooser COMMAND]\n"
-    "       textrix --help | --version\n";
 
 constexpr std::string_view kDescription =
     "\n"
@@ -32,60 +30,46 @@ constexpr std::string_view kDescription =
     "result on the clipboard; without SERVICE it asks for one in a chooser.\n"
     "Settings live in $TEXTRIX_DEFAULTS, else $XDG_CONFIG_HOME/textrix/defaults.\n";
 
-void write(std::FILE* stream, std::string_view text) {
-  std::fwrite(text.data(), 1, text.size(), stream);
-}
-
 void writeServiceList(std::FILE* stream) {
-  write(stream, "\nServices:\n");
+  writeText(stream, "\nServices:\n");
   for (const ServiceEntry& entry : serviceCatalogue()) {
     std::string line = "  " + std::string(entry.name);
     line.resize(std::max<std::size_t>(line.size() + 1, 26), ' ');
     line += entry.menuTitle;
-    write(stream, line + "\n");
+    writeText(stream, line + "\n");
   }
 }
 
 int help() {
-  write(stdout, kUsage);
-  write(stdout, kDescription);
+  writeText(stdout, kUsage);
+  writeText(stdout, kDescription);
   writeServiceList(stdout);
   return kSuccess;
 }
 
 int version() {
-  write(stdout, "textrix " TEXTRIX_VERSION "\n");
+  writeText(stdout, "textrix " TEXTRIX_VERSION "\n");
   return kSuccess;
 }
 
 }  // namespace
 
+void writeText(std::FILE* stream, std::string_view text) {
+  std::fwrite(text.data(), 1, text.size(), stream);
+}
+
 int run(std::span<const std::string_view> arguments) {
-  if (arguments.empty()) return usageError("no service given");
+  if (arguments.empty()) return report({ErrorKind::usage, "no service given"});
   const std::string_view first = arguments.front();
   const auto rest = arguments.subspan(1);
   if (first == "--help" || first == "-h" || first == "help") return help();
   if (first == "--version") return version();
-  if (first == "list") return rest.empty() ? listServices() : usageError("list takes no arguments");
+  if (first == "list") return listServices(rest);
   if (first == "defaults") return defaults(rest);
   if (first == "serve") return serve(rest);
   if (first == "call") return callService(rest);
   if (first == "pick") return pick(rest);
   return applyService(first, rest);
-}
-
-int listServices() {
-  for (const ServiceEntry& entry : serviceCatalogue()) {
-    write(stdout, std::string(entry.name) + "\t" + std::string(entry.menuTitle) + "\n");
-  }
-  return kSuccess;
-}
-
-int usageError(std::string_view problem) {
-  write(stderr, "textrix: " + std::string(problem) + "\n");
-  write(stderr, kUsage);
-  write(stderr, "Run 'textrix --help' for the services.\n");
-  return kUsageError;
 }
 
 }  // namespace textrix::command

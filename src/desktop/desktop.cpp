@@ -1,5 +1,7 @@
 #include "desktop/desktop.h"
 
+#include <sdbus-c++/sdbus-c++.h>
+
 #include <fcntl.h>
 #include <poll.h>
 #include <spawn.h>
@@ -214,6 +216,27 @@ ProgramOutput runProgramForOutput(const std::string& program,
   ::close(out[1]);
   result.status = waitForExit(pid);
   return result;
+}
+
+void notify(const Desktop& desktop, const std::string& message) {
+  try {
+    std::unique_ptr<sdbus::IConnection> connection = sdbus::createSessionBusConnection();
+    std::unique_ptr<sdbus::IProxy> proxy = sdbus::createProxy(
+        *connection, "org.freedesktop.Notifications", "/org/freedesktop/Notifications");
+    std::uint32_t id = 0;
+    proxy->callMethod("Notify")
+        .onInterface("org.freedesktop.Notifications")
+        .withTimeout(std::chrono::seconds(5))
+        .withArguments(std::string("Textrix"), std::uint32_t{0}, std::string(),
+                       std::string("Textrix"), message, std::vector<std::string>(),
+                       std::map<std::string, sdbus::Variant>(), std::int32_t{-1})
+        .storeResultsTo(id);
+    return;
+  } catch (const sdbus::Error&) {
+  }
+  if (auto notifySend = desktop.findProgram("notify-send")) {
+    runProgram(*notifySend, {"Textrix", message}, {});
+  }
 }
 
 }  // namespace textrix

@@ -45,6 +45,10 @@ bool copyToDesktopClipboard(const Desktop& desktop, const ServicePasteboard& pas
 void showAlert(const Desktop& desktop, std::u16string_view title, std::u16string_view message,
                const std::function<void(const std::string&)>& log);
 
+// Shows the message as a desktop notification from Textrix: through org.freedesktop.Notifications
+// on the session bus, else through notify-send, else not at all.
+void notify(const Desktop& desktop, const std::string& message);
+
 // Runs the program with the arguments and the given standard input, its standard output
 // discarded, and waits for it. Its exit status, or -1 when it could not run.
 int runProgram(const std::string& program, const std::vector<std::string>& arguments,

@@ -1,7 +1,9 @@
+#include "defaults.h"
+
 #include <cstdio>
 #include <string>
 
-#include "commands.h"
+#include "errors.h"
 #include "runtime/defaults.h"
 
 namespace textrix::command {
@@ -18,33 +20,29 @@ int read(UserDefaults& store, std::span<const std::string_view> keys) {
     return kSuccess;
   }
   std::optional<std::string> value = store.objectForKey(keys.front());
-  if (!value) {
-    std::fprintf(stderr, "textrix: no setting %.*s\n", static_cast<int>(keys.front().size()),
-                 keys.front().data());
-    return kServiceFailed;
-  }
+  if (!value) return report({ErrorKind::missingSetting, "no setting " + std::string(keys.front())});
   std::printf("%s\n", value->c_str());
   return kSuccess;
 }
 
 int save(UserDefaults& store) {
-  const std::string problem = store.synchronize();
+  std::string problem = store.synchronize();
   if (problem.empty()) return kSuccess;
-  std::fprintf(stderr, "textrix: %s\n", problem.c_str());
-  return kUsageError;
+  return report({ErrorKind::input, std::move(problem)});
 }
 
 }  // namespace
 
 int defaults(std::span<const std::string_view> arguments) {
-  if (arguments.empty()) return usageError("defaults needs read, write or delete");
+  if (arguments.empty()) return report({ErrorKind::usage, "defaults needs read, write or delete"});
   UserDefaults& store = UserDefaults::standardUserDefaults();
   const std::string_view action = arguments.front();
   const auto operands = arguments.subspan(1);
   if (action == "read" && operands.size() <= 1) return read(store, operands);
   if (action == "write" && operands.size() == 2) {
-    if (!UserDefaults::isValidKey(operands[0]))
-      return usageError("a key cannot hold '=' or a line break");
+    if (!UserDefaults::isValidKey(operands[0])) {
+      return report({ErrorKind::usage, "a key cannot hold '=' or a line break"});
+    }
     store.setString(operands[1], operands[0]);
     return save(store);
   }
@@ -52,7 +50,7 @@ int defaults(std::span<const std::string_view> arguments) {
     store.removeObjectForKey(operands[0]);
     return save(store);
   }
-  return usageError("defaults read [KEY] | write KEY VALUE | delete KEY");
+  return report({ErrorKind::usage, "defaults read [KEY] | write KEY VALUE | delete KEY"});
 }
 
 }  // namespace textrix::command

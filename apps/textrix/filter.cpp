@@ -1,4 +1,4 @@
-#include "selection.h"
+#include "filter.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <cstring>
 
 #include "text/encodings.h"
 
@@ -81,16 +82,9 @@ bool writeUtf8(std::u16string_view text) {
   return true;
 }
 
-}  // namespace
-
-std::optional<std::string_view> pasteboardTypeNamed(std::string_view name) {
-  if (name == "plain") return kStringPboardType;
-  if (name == "rtf") return kRTFPboardType;
-  if (name == "rtfd") return kRTFDPboardType;
-  return std::nullopt;
-}
-
-std::optional<std::string> readInput(std::optional<std::string_view> file) {
+// All bytes of the file, or of standard input for none or "-"; none (errno set) when they cannot be
+// read.
+std::optional<std::string> readFile(std::optional<std::string_view> file) {
   if (!file || *file == "-") return readAll(STDIN_FILENO);
   const int descriptor = open(std::string(*file).c_str(), O_RDONLY | O_CLOEXEC);
   if (descriptor < 0) return std::nullopt;
@@ -101,32 +95,64 @@ std::optional<std::string> readInput(std::optional<std::string_view> file) {
   return bytes;
 }
 
-std::string_view detectType(std::string_view bytes) {
-  if (bytes.starts_with(std::string_view("rtfd\0\0\0\0", 8))) return kRTFDPboardType;
-  if (bytes.starts_with("{\\rtf")) return kRTFPboardType;
-  return kStringPboardType;
-}
-
-std::string putSelection(std::string bytes, std::string_view type, ServicePasteboard& pasteboard) {
-  pasteboard.declareTypes({std::string(type)});
-  if (type != kStringPboardType) {
-    pasteboard.setData(std::move(bytes), type);
-    return {};
-  }
-  Utf8Decoding decoded = decodeUtf8(bytes);
-  std::string().swap(bytes);
-  if (!decoded.ok()) return "invalid UTF-8 at byte " + std::to_string(decoded.errorOffset);
-  pasteboard.setString(std::move(decoded.text), type);
-  return {};
-}
-
-bool writeResult(const ServicePasteboard& pasteboard) {
+// Writes the content of the pasteboard's first type; false (errno set) when standard output fails.
+bool writeFirstType(const ServicePasteboard& pasteboard) {
   if (std::fflush(stdout) != 0) return false;
   if (pasteboard.types().empty()) return true;
   const std::string& type = pasteboard.types().front();
   if (auto string = pasteboard.stringForType(type)) return writeUtf8(*string);
   if (auto data = pasteboard.dataForType(type)) return writeOut(*data);
   return true;
+}
+
+}  // namespace
+
+std::optional<std::string_view> pasteboardTypeNamed(std::string_view name) {
+  if (name == "plain") return kStringPboardType;
+  if (name == "rtf") return kRTFPboardType;
+  if (name == "rtfd") return kRTFDPboardType;
+  return std::nullopt;
+}
+
+std::optional<CommandError> readInput(std::optional<std::string_view> file, std::string& bytes) {
+  std::optional<std::string> read = readFile(file);
+  if (!read) {
+    const int readError = errno;
+    const std::string name(file.value_or("standard input"));
+    return CommandError{ErrorKind::input, "cannot read " + name + ": " + std::strerror(readError)};
+  }
+  bytes = std::move(*read);
+  return std::nullopt;
+}
+
+std::string_view detectType(std::string_view bytes) {
+  if (bytes.starts_with(std::string_view("rtfd\0\0\0\0", 8))) return kRTFDPboardType;
+  if (bytes.starts_with("{\\rtf")) return kRTFPboardType;
+  return kStringPboardType;
+}
+
+CommandError invalidUtf8At(std::size_t offset) {
+  return {ErrorKind::input, "invalid UTF-8 at byte " + std::to_string(offset)};
+}
+
+std::optional<CommandError> putSelection(std::string bytes, std::string_view type,
+                                         ServicePasteboard& pasteboard) {
+  pasteboard.declareTypes({std::string(type)});
+  if (type != kStringPboardType) {
+    pasteboard.setData(std::move(bytes), type);
+    return std::nullopt;
+  }
+  Utf8Decoding decoded = decodeUtf8(bytes);
+  std::string().swap(bytes);
+  if (!decoded.ok()) return invalidUtf8At(decoded.errorOffset);
+  pasteboard.setString(std::move(decoded.text), type);
+  return std::nullopt;
+}
+
+std::optional<CommandError> writeResult(const ServicePasteboard& pasteboard) {
+  if (writeFirstType(pasteboard)) return std::nullopt;
+  return CommandError{ErrorKind::input,
+                      "cannot write standard output: " + std::string(std::strerror(errno))};
 }
 
 }  // namespace textrix::command
