@@ -1,6 +1,7 @@
 // Round trips to the provider, each on a private dbus-daemon whose service directory is the build
 // tree's: a warm request with a 4 KiB selection, a warm request with a 1 MiB one, and a cold start
-// (activation and first request). Prints the median and the 99th percentile of each.
+// (activation and first request). Prints the median and the 99th percentile of each, and the
+// growth of the provider's resident memory over 10,000 requests after 1,000 to warm it up.
 //
 //   build/provider_bench [WARM_REQUESTS] [COLD_STARTS] [LARGE_REQUESTS]   (defaults 5000, 40, 50)
 #include <fcntl.h>
@@ -101,6 +102,43 @@ double roundTrip(sdbus::IProxy& proxy, const textrix::BusPasteboard& pasteboard)
   return micros;
 }
 
+// The resident memory of a process in KiB, from /proc/PID/status; -1 when it cannot be read.
+long residentKiB(pid_t pid) {
+  std::ifstream status("/proc/" + std::to_string(pid) + "/status");
+  for (std::string line; std::getline(status, line);) {
+    if (line.starts_with("VmRSS:")) return std::stol(line.substr(6));
+  }
+  return -1;
+}
+
+pid_t providerPid(sdbus::IConnection& connection) {
+  auto bus = sdbus::createProxy(connection, "org.freedesktop.DBus", "/org/freedesktop/DBus");
+  std::uint32_t pid = 0;
+  bus->callMethod("GetConnectionUnixProcessID")
+      .onInterface("org.freedesktop.DBus")
+      .withArguments(std::string(textrix::kBusName))
+      .storeResultsTo(pid);
+  return static_cast<pid_t>(pid);
+}
+
+// Serves count requests the way a day of use mixes them: several services, every seventh a rich
+// text, every tenth a type the provider refuses.
+void serveMixed(sdbus::IProxy& proxy, int count, const textrix::BusPasteboard& plain,
+                const textrix::BusPasteboard& rich) {
+  const char* services[] = {"upper", "lower", "trim", "sort-ascending", "rotate"};
+  const textrix::BusPasteboard refused = {{"text/html", {'x'}}};
+  for (int i = 0; i < count; ++i) {
+    const textrix::ProviderReply reply =
+        i % 10 == 9
+            ? textrix::performOnProvider(proxy, "upper", refused, "")
+            : textrix::performOnProvider(proxy, services[i % 5], i % 7 == 3 ? rich : plain, "");
+    if (i % 10 != 9 && (reply.failure || reply.pasteboard.size() != 1)) {
+      std::fprintf(stderr, "provider_bench: unexpected answer\n");
+      std::exit(1);
+    }
+  }
+}
+
 void report(const char* name, std::vector<double> micros) {
   std::sort(micros.begin(), micros.end());
   const double median = micros[micros.size() / 2];
@@ -132,6 +170,19 @@ int main(int argc, char** argv) {
       micros.clear();
       for (int i = 0; i < largeRequests; ++i) micros.push_back(roundTrip(*proxy, large));
       report("warm round trip, upper, 1 MiB", micros);
+      const std::string bytes =
+          "{\\rtf1\\ansi{\\fonttbl{\\f0 Helvetica;}}{\\colortbl;\\red255\\green0\\blue0;}"
+          "\\f0\\fs24 The {\\b quick} {\\cf1 brown} fox\\par jumps {\\i over} the lazy dog.\\par}";
+      const textrix::BusPasteboard rich = {
+          {"text/rtf", std::vector<std::uint8_t>(bytes.begin(), bytes.end())}};
+      serveMixed(*proxy, 1000, pasteboard, rich);
+      const pid_t pid = providerPid(*connection);
+      const long before = residentKiB(pid);
+      serveMixed(*proxy, 10'000, pasteboard, rich);
+      const long after = residentKiB(pid);
+      std::printf("%-40s before %ld KiB   after %ld KiB   growth %ld KiB%s\n",
+                  "resident memory, 10,000 mixed requests", before, after, after - before,
+                  providerPid(*connection) == pid ? "" : "   (the provider restarted)");
     }
     std::vector<double> micros;
     for (int i = 0; i < coldStarts; ++i) {

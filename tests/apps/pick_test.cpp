@@ -4,16 +4,16 @@
 #include <sdbus-c++/sdbus-c++.h>
 #include <xcb/xcb.h>
 
+#include <chrono>
 #include <mutex>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "desktop/x11_selection.h"
 #include "private_bus.h"
 #include "rich/rtf.h"
 #include "services/catalogue.h"
-
-extern char** environ;
 
 namespace textrix {
 namespace {
@@ -53,29 +53,10 @@ class Pick : public PrivateBusTest {
   }
 
   void startXServer() {
-    int output[2];
-    ASSERT_EQ(::pipe(output), 0);
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addclose(&actions, output[0]);
-    posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
-    posix_spawn_file_actions_addopen(&actions, 2, (directory_ / "xvfb.log").c_str(),
-                                     O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    std::vector<std::string> arguments = {"Xvfb",      "-displayfd", std::to_string(output[1]),
-                                          "-nolisten", "tcp",        "-screen",
-                                          "0",         "320x200x24"};
-    const int spawned =
-        posix_spawnp(&server_, "Xvfb", &actions, nullptr, pointersTo(arguments).data(), environ);
-    posix_spawn_file_actions_destroy(&actions);
-    ::close(output[1]);
-    ASSERT_EQ(spawned, 0) << "Xvfb cannot be started: install xvfb";
-    std::string number;
-    char c;
-    pollfd descriptor{output[0], POLLIN, 0};
-    while (::poll(&descriptor, 1, 30'000) > 0 && ::read(output[0], &c, 1) == 1 && c != '\n') {
-      number += c;
-    }
-    ::close(output[0]);
+    const std::string number =
+        startServer({"Xvfb", "-displayfd", "1", "-nolisten", "tcp", "-screen", "0", "320x200x24"},
+                    {"PATH=/usr/bin:/bin"}, directory_ / "xvfb.log", server_);
+    ASSERT_GT(server_, 0) << "Xvfb cannot be started: install xvfb";
     ASSERT_FALSE(number.empty()) << "no display from Xvfb: " << slurp(directory_ / "xvfb.log");
     display_ = ":" + number;
   }
@@ -89,8 +70,8 @@ class Pick : public PrivateBusTest {
 
   // textrix pick with the arguments on this test's display and bus.
   Outcome pick(std::vector<std::string> arguments) const {
-    arguments.insert(arguments.begin(), {TEXTRIX_COMMAND, "pick"});
-    return execute(arguments, {}, desktopEnvironment());
+    arguments.insert(arguments.begin(), "pick");
+    return runCommand(arguments, {}, desktopEnvironment());
   }
 
   Outcome xclip(std::vector<std::string> arguments, const std::string& input = {}) const {
@@ -101,6 +82,11 @@ class Pick : public PrivateBusTest {
   // Makes xclip, in the background, the owner of the selection with the bytes under the target.
   void offer(const std::string& selection, const std::string& target, std::string_view bytes) {
     ASSERT_EQ(xclip({"-selection", selection, "-t", target, "-i"}, std::string(bytes)).status, 0);
+    // xclip owns the selection from a child it forks, which may take it only after the parent has
+    // returned: wait until the selection answers with the bytes.
+    for (int i = 0; i < 200 && selectionAs(selection, target) != std::string(bytes); ++i) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(25));
+    }
   }
 
   // The bytes of the selection under the target, as xclip reads them; none when refused.

@@ -1,16 +1,8 @@
 // End-to-end tests of the provider, each on its own private bus (private_bus.h).
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <poll.h>
-#include <signal.h>
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <chrono>
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -18,21 +10,10 @@
 #include "private_bus.h"
 #include "provider/bus_adaptor.h"
 
-extern char** environ;
-
 namespace textrix {
 namespace {
 
 using namespace std::chrono_literals;
-
-// The resident memory of a process in KiB, from /proc/PID/status; -1 when it cannot be read.
-long residentKiB(pid_t pid) {
-  std::ifstream status("/proc/" + std::to_string(pid) + "/status");
-  for (std::string line; std::getline(status, line);) {
-    if (line.starts_with("VmRSS:")) return std::stol(line.substr(6));
-  }
-  return -1;
-}
 
 BusPasteboard plainText(std::string_view text) {
   return {{"text/plain;charset=utf-8", std::vector<std::uint8_t>(text.begin(), text.end())}};
@@ -246,40 +227,6 @@ TEST_F(Provider, ListsServicesAndTellsWhetherItSpeaks) {
   const bool speaking =
       provider().getProperty("Speaking").onInterface(std::string(kInterfaceName)).get<bool>();
   EXPECT_FALSE(speaking);
-}
-
-TEST_F(Provider, TenThousandRequestsKeepItsMemoryBounded) {
-  ASSERT_NO_FATAL_FAILURE(startBus("3600"));
-  std::string text;
-  while (text.size() < 4096) text += "The quick brown fox jumps over the lazy dog.\n";
-  text.resize(4096);
-  const BusPasteboard selection = plainText(text);
-  const std::string rtf = slurp(TEXTRIX_FIXTURES_DIR "/libreoffice_formatted.rtf");
-  const BusPasteboard richText = {{"text/rtf", std::vector<std::uint8_t>(rtf.begin(), rtf.end())}};
-  const char* services[] = {"upper", "lower", "trim", "sort-ascending", "rotate"};
-  const auto serve = [&](int count) {
-    for (int i = 0; i < count; ++i) {
-      if (i % 10 == 9) {
-        try {
-          perform("upper", {{"text/html", {'x'}}});
-        } catch (const sdbus::Error&) {
-        }
-        continue;
-      }
-      auto [answer, error] = perform(services[i % 5], i % 7 == 3 ? richText : selection);
-      ASSERT_EQ(answer.size(), 1u) << i;
-      ASSERT_EQ(error, "");
-    }
-  };
-  ASSERT_NO_FATAL_FAILURE(serve(1000));
-  const pid_t pid = providerPid();
-  const long before = residentKiB(pid);
-  ASSERT_GT(before, 0);
-  ASSERT_NO_FATAL_FAILURE(serve(10'000));
-  const long after = residentKiB(pid);
-  EXPECT_EQ(providerPid(), pid);
-  EXPECT_LT(after - before, 4096) << "resident memory went from " << before << " to " << after
-                                  << " KiB";
 }
 
 }  // namespace

@@ -1,83 +1,25 @@
 // End-to-end tests of the textrix command: each runs the built program with its own settings file.
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 #include <string>
 #include <vector>
 
 #include "rich/rtf.h"
+#include "support/process.h"
 #include "text/encodings.h"
-
-extern char** environ;
 
 namespace {
 
-struct Outcome {
-  int status = -1;
-  std::string out;
-  std::string err;
-};
+using textrix::Outcome;
+using textrix::slurp;
 
-std::string slurp(const std::filesystem::path& path) {
-  std::ifstream file(path, std::ios::binary);
-  std::ostringstream contents;
-  contents << file.rdbuf();
-  return contents.str();
-}
-
-class Command : public ::testing::Test {
+class Command : public textrix::CommandTest {
  protected:
-  void SetUp() override {
-    directory_ = std::filesystem::temp_directory_path() /
-                 ("textrix-command-" + std::to_string(getpid()) + "-" +
-                  ::testing::UnitTest::GetInstance()->current_test_info()->name());
-    std::filesystem::remove_all(directory_);
-    std::filesystem::create_directories(directory_);
-  }
-  void TearDown() override { std::filesystem::remove_all(directory_); }
-
-  std::filesystem::path settings() const { return directory_ / "defaults"; }
-
-  // Runs textrix with the arguments, feeding input on standard input.
   Outcome run(std::vector<std::string> arguments, const std::string& input = {}) const {
-    const auto in = directory_ / "stdin", out = directory_ / "stdout", err = directory_ / "stderr";
-    std::ofstream(in, std::ios::binary) << input;
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, 0, in.c_str(), O_RDONLY, 0);
-    posix_spawn_file_actions_addopen(&actions, 1, out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    posix_spawn_file_actions_addopen(&actions, 2, err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-
-    std::vector<std::string> environment = {"TEXTRIX_DEFAULTS=" + settings().string(),
-                                            "LC_ALL=C.UTF-8", "PATH=/usr/bin:/bin"};
-    std::vector<char*> envp, argv;
-    for (std::string& variable : environment) envp.push_back(variable.data());
-    envp.push_back(nullptr);
-    std::string program = TEXTRIX_COMMAND;
-    argv.push_back(program.data());
-    for (std::string& argument : arguments) argv.push_back(argument.data());
-    argv.push_back(nullptr);
-
-    Outcome result;
-    pid_t pid;
-    if (posix_spawn(&pid, program.c_str(), &actions, nullptr, argv.data(), envp.data()) == 0) {
-      int status = 0;
-      waitpid(pid, &status, 0);
-      result.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    }
-    posix_spawn_file_actions_destroy(&actions);
-    result.out = slurp(out);
-    result.err = slurp(err);
-    return result;
+    return runCommand(std::move(arguments), input);
   }
-
-  std::filesystem::path directory_;
 };
 
 TEST_F(Command, ExitStatusesFollowTheContract) {

@@ -6,29 +6,16 @@
 
 #include <filesystem>
 #include <fstream>
-#include <sstream>
+
+#include "support/files.h"
+#include "support/pasteboards.h"
+#include "support/scratch.h"
 
 namespace textrix {
 namespace {
 
-std::string slurp(const std::filesystem::path& path) {
-  std::ifstream file(path, std::ios::binary);
-  std::ostringstream contents;
-  contents << file.rdbuf();
-  return contents.str();
-}
-
-class DesktopHelpers : public ::testing::Test {
+class DesktopHelpers : public ScratchTest {
  protected:
-  void SetUp() override {
-    directory_ = std::filesystem::temp_directory_path() /
-                 ("textrix-desktop-" + std::to_string(getpid()) + "-" +
-                  ::testing::UnitTest::GetInstance()->current_test_info()->name());
-    std::filesystem::remove_all(directory_);
-    std::filesystem::create_directories(directory_);
-  }
-  void TearDown() override { std::filesystem::remove_all(directory_); }
-
   // A program NAME that records its arguments and its standard input in NAME.args and NAME.in.
   void fakeProgram(const std::string& name) const {
     const auto path = directory_ / name;
@@ -41,16 +28,12 @@ class DesktopHelpers : public ::testing::Test {
   Desktop desktop(std::string wayland, std::string x) const {
     return {directory_.string(), std::move(wayland), std::move(x)};
   }
-
-  std::filesystem::path directory_;
 };
 
 TEST_F(DesktopHelpers, ClipboardGoesThroughTheProgramOfTheDisplay) {
   fakeProgram("wl-copy");
   fakeProgram("xclip");
-  ServicePasteboard pasteboard;
-  pasteboard.declareTypes({std::string(kStringPboardType)});
-  pasteboard.setString(u"caf\u00e9", kStringPboardType);
+  ServicePasteboard pasteboard = testing_pasteboards::plainPasteboard(u"caf\u00e9");
 
   EXPECT_FALSE(copyToDesktopClipboard(desktop("", ""), pasteboard));
   EXPECT_FALSE(std::filesystem::exists(directory_ / "wl-copy.in"));
@@ -59,8 +42,7 @@ TEST_F(DesktopHelpers, ClipboardGoesThroughTheProgramOfTheDisplay) {
   EXPECT_EQ(recorded("xclip", "args"), "-selection|clipboard|-t|text/plain;charset=utf-8|");
   EXPECT_EQ(recorded("xclip", "in"), "caf\xC3\xA9");
 
-  pasteboard.declareTypes({std::string(kRTFPboardType)});
-  pasteboard.setData("{\\rtf1 x}", kRTFPboardType);
+  pasteboard = testing_pasteboards::pasteboardWith(kRTFPboardType, "{\\rtf1 x}");
   EXPECT_TRUE(copyToDesktopClipboard(desktop("wayland-0", ":0"), pasteboard));
   EXPECT_EQ(recorded("wl-copy", "args"), "--type|text/rtf|");
   EXPECT_EQ(recorded("wl-copy", "in"), "{\\rtf1 x}");

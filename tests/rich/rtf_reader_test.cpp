@@ -1,21 +1,13 @@
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <sstream>
 #include <string>
 
 #include "rich/rtf.h"
+#include "support/files.h"
 #include "text/encodings.h"
 
 namespace textrix {
 namespace {
-
-std::string fixture(const std::string& name) {
-  std::ifstream in(std::string(TEXTRIX_FIXTURES_DIR) + "/" + name, std::ios::binary);
-  std::ostringstream bytes;
-  bytes << in.rdbuf();
-  return bytes.str();
-}
 
 AttributedText read(std::string_view rtf, const AttachmentFiles* files = nullptr) {
   RichTextReading reading = readRtf(rtf, files);

@@ -1,22 +1,14 @@
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <sstream>
 #include <string>
 
 #include "rich/rtf.h"
+#include "support/files.h"
 
 namespace textrix {
 namespace {
 
 using namespace std::string_literals;
-
-std::string fixture(const std::string& name) {
-  std::ifstream in(std::string(TEXTRIX_FIXTURES_DIR) + "/" + name, std::ios::binary);
-  std::ostringstream bytes;
-  bytes << in.rdbuf();
-  return bytes.str();
-}
 
 RichTextReading readBack(const RtfWriting& writing) {
   RichTextReading reading = readRtf(writing.rtf, &writing.attachments);

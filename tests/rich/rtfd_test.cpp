@@ -12,6 +12,8 @@
 #include <string>
 #include <vector>
 
+#include "support/scratch.h"
+
 namespace textrix {
 namespace {
 
@@ -228,24 +230,12 @@ void writeFile(const fs::path& path, std::string_view bytes) {
   std::ofstream(path, std::ios::binary) << bytes;
 }
 
-class RtfdBundle : public testing::Test {
- protected:
-  void SetUp() override {
-    root_ =
-        fs::temp_directory_path() / ("rtfd_test-" + std::to_string(getpid()) + "-" +
-                                     testing::UnitTest::GetInstance()->current_test_info()->name());
-    fs::remove_all(root_);
-    fs::create_directories(root_);
-  }
-  void TearDown() override { fs::remove_all(root_); }
-
-  fs::path root_;
-};
+using RtfdBundle = ScratchTest;
 
 TEST_F(RtfdBundle, WritesAndReadsBackThroughNewFolders) {
   const RtfdPackage package{std::string(kRtf),
                             {{"a.png", file(allByteValues(1000))}, {"b c.txt", file("")}}};
-  const fs::path folder = root_ / "new" / "Doc.rtfd";
+  const fs::path folder = directory_ / "new" / "Doc.rtfd";
   EXPECT_EQ(writeRtfdBundle(package, folder).kind, RichTextErrorKind::none);
   // Rewriting replaces the files in place and leaves no temporary file behind.
   EXPECT_EQ(writeRtfdBundle(package, folder).kind, RichTextErrorKind::none);
@@ -256,37 +246,37 @@ TEST_F(RtfdBundle, WritesAndReadsBackThroughNewFolders) {
 }
 
 TEST_F(RtfdBundle, ReadsOnlyRegularFilesInsideTheFolder) {
-  const fs::path folder = root_ / "Doc.rtfd";
+  const fs::path folder = directory_ / "Doc.rtfd";
   fs::create_directories(folder / "sub");
-  writeFile(root_ / "secret", "outside");
+  writeFile(directory_ / "secret", "outside");
   writeFile(folder / "TXT.rtf", kRtf);
   writeFile(folder / "a.png", "png");
   writeFile(folder / "__@PreferredName@__", "Doc.rtfd");
   writeFile(folder / "sub" / "inner", "x");
-  fs::create_symlink(root_ / "secret", folder / "link");
+  fs::create_symlink(directory_ / "secret", folder / "link");
   const RtfdPackageReading reading = readRtfdBundle(folder);
   ASSERT_TRUE(reading.ok());
   expectSamePackage(reading.package, {std::string(kRtf), {{"a.png", file("png")}}});
 }
 
 TEST_F(RtfdBundle, DoesNotFollowALinkedText) {
-  writeFile(root_ / "secret.rtf", kRtf);
-  fs::create_directories(root_ / "Doc.rtfd");
-  fs::create_symlink(root_ / "secret.rtf", root_ / "Doc.rtfd" / "TXT.rtf");
-  EXPECT_EQ(readRtfdBundle(root_ / "Doc.rtfd").error.kind, RichTextErrorKind::missingText);
+  writeFile(directory_ / "secret.rtf", kRtf);
+  fs::create_directories(directory_ / "Doc.rtfd");
+  fs::create_symlink(directory_ / "secret.rtf", directory_ / "Doc.rtfd" / "TXT.rtf");
+  EXPECT_EQ(readRtfdBundle(directory_ / "Doc.rtfd").error.kind, RichTextErrorKind::missingText);
 }
 
 TEST_F(RtfdBundle, ReportsWhatCannotBeReadOrWritten) {
-  writeFile(root_ / "plain", "x");
-  EXPECT_EQ(readRtfdBundle(root_ / "absent").error.kind, RichTextErrorKind::unreadableFile);
-  EXPECT_EQ(readRtfdBundle(root_ / "plain").error.kind, RichTextErrorKind::unreadableFile);
-  EXPECT_EQ(readRtfdBundle(root_).error.kind, RichTextErrorKind::missingText);
-  EXPECT_EQ(writeRtfdBundle({"", {}}, root_ / "plain" / "Doc.rtfd").kind,
+  writeFile(directory_ / "plain", "x");
+  EXPECT_EQ(readRtfdBundle(directory_ / "absent").error.kind, RichTextErrorKind::unreadableFile);
+  EXPECT_EQ(readRtfdBundle(directory_ / "plain").error.kind, RichTextErrorKind::unreadableFile);
+  EXPECT_EQ(readRtfdBundle(directory_).error.kind, RichTextErrorKind::missingText);
+  EXPECT_EQ(writeRtfdBundle({"", {}}, directory_ / "plain" / "Doc.rtfd").kind,
             RichTextErrorKind::unreadableFile);
-  EXPECT_EQ(writeRtfdBundle({"", {{"../escaped", file("x")}}}, root_ / "Doc.rtfd").kind,
+  EXPECT_EQ(writeRtfdBundle({"", {{"../escaped", file("x")}}}, directory_ / "Doc.rtfd").kind,
             RichTextErrorKind::unreadableFile);
-  EXPECT_FALSE(fs::exists(root_ / "escaped"));
-  EXPECT_FALSE(fs::exists(root_ / "Doc.rtfd"));
+  EXPECT_FALSE(fs::exists(directory_ / "escaped"));
+  EXPECT_FALSE(fs::exists(directory_ / "Doc.rtfd"));
 }
 
 // The seeds of the flat-package fuzzer; TEXTRIX_WRITE_FIXTURES=1 writes them anew.

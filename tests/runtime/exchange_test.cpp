@@ -6,6 +6,7 @@
 #include <stdexcept>
 
 #include "rich/rtfd.h"
+#include "support/pasteboards.h"
 #include "text/encodings.h"
 
 namespace textrix {
@@ -214,9 +215,7 @@ TEST(ServiceWriting, AFailedConversionIsLoggedAndLeavesThePasteboard) {
     throw std::invalid_argument("no RTF for this text");
   };
   Service service(environment);
-  ServicePasteboard pasteboard("request");
-  pasteboard.declareTypes({std::string(kStringPboardType)});
-  pasteboard.setString(u"before", kStringPboardType);
+  ServicePasteboard pasteboard = testing_pasteboards::plainPasteboard(u"before");
 
   service.writeString(ServiceText(boldText()), pasteboard);
 

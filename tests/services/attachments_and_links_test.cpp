@@ -2,20 +2,13 @@
 
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <iterator>
 #include <memory>
 #include <string>
 
 #include "rich/rtf.h"
-#include "services/messages.h"
-#include "services/textrix.h"
-#include "support/perform.h"
 
 namespace textrix {
 namespace {
-
-using testing_services::perform;
 
 AttributeDictionary styled(bool bold, std::optional<Color> color, bool underline,
                            std::optional<std::u16string> link = std::nullopt) {
@@ -63,51 +56,6 @@ TEST(RemoveAttachments, DeletesAttachmentCharactersThatCarryAnAttachment) {
   AttributedText expected(u"a  b\uFFFC");
   expected.appendString(u"x", onX);
   EXPECT_EQ(text, expected);
-}
-
-TEST(AttachmentAndLinkServices, CleanRichTextAndLeavePlainTextAsItIs) {
-  std::ifstream rtfd(TEXTRIX_FIXTURES_DIR "/attachment.rtfd", std::ios::binary);
-  AttributedText link(u"a ");
-  link.appendString(u"link", styled(false, kLinkColor, true, u"https://a.example"));
-  struct Case {
-    std::string_view handler;
-    std::string_view message;
-    std::string_view richType;
-    std::string rich;
-    std::u16string_view expected;
-  };
-  const Case cases[] = {
-      {"remove-attachments", kRemoveAttachmentsMessage, kRTFDPboardType,
-       std::string(std::istreambuf_iterator<char>(rtfd), {}), u"A "},
-      {"remove-links", kRemoveLinksMessage, kRTFPboardType, writeRtf(link), u"a link"},
-  };
-  Textrix provider;
-  for (const Case& test : cases) {
-    SCOPED_TRACE(test.message);
-    std::string error;
-    ServicePasteboard rich("request");
-    rich.declareTypes({std::string(test.richType)});
-    rich.setData(test.rich, test.richType);
-    perform(provider, test.handler, rich, error);
-    EXPECT_EQ(error, "");
-    ASSERT_EQ(rich.types(), std::vector<std::string>{std::string(kRTFPboardType)});
-    const AttributedText result = readRtf(*rich.dataForType(kRTFPboardType)).text;
-    EXPECT_EQ(result.string(), test.expected);
-    for (const AttributedText::Run& run : result.runs()) {
-      EXPECT_EQ(run.attributes.find(kLinkAttributeName), nullptr);
-      EXPECT_EQ(run.attributes.find(kUnderlineStyleAttributeName), nullptr);
-    }
-
-    ServicePasteboard plain("request");
-    plain.declareTypes({std::string(kStringPboardType)});
-    plain.setString(u"a \uFFFC https://x.example", kStringPboardType);
-    perform(provider, test.handler, plain, error);
-    EXPECT_EQ(plain.stringForType(kStringPboardType), u"a \uFFFC https://x.example");
-
-    ServicePasteboard empty("request");
-    perform(provider, test.handler, empty, error);
-    EXPECT_EQ(error, test.message);
-  }
 }
 
 }  // namespace

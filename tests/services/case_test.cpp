@@ -139,7 +139,7 @@ TEST(SentenceCapitalization, LeavesTheUnitsPushedPastTheLengthUnexamined) {
 }
 
 // Every unit where a sentence starts, followed by capitals that grow and push units past the end.
-TEST(SentenceCapitalization, AgreesWithTheReferenceOnEveryCodeUnit) {
+TEST(ExhaustiveSentenceCapitalization, AgreesWithTheReferenceOnEveryCodeUnit) {
   for (std::uint32_t c = 0; c <= 0xFFFF; ++c) {
     const std::u16string text = u". "s + static_cast<char16_t>(c) + u"\u0149 \"\u00DF. b";
     ASSERT_EQ(stringByCapitalizingSentences(text), referenceSentences(text)) << "unit " << c;

@@ -10,8 +10,8 @@
 #include <fstream>
 
 #include "runtime/defaults.h"
-#include "services/messages.h"
 #include "services/textrix.h"
+#include "support/pasteboards.h"
 #include "support/perform.h"
 #include "text/encodings.h"
 
@@ -193,19 +193,12 @@ TEST(InsertPathService, WritesTheListingOrTheEmptyText) {
   };
   for (const auto& [selection, listing] : rows) {
     SCOPED_TRACE(encodeUtf8(selection));
-    ServicePasteboard pasteboard("request");
-    pasteboard.declareTypes({std::string(kStringPboardType)});
-    pasteboard.setString(selection, kStringPboardType);
+    ServicePasteboard pasteboard = testing_pasteboards::plainPasteboard(selection);
     std::string error;
     perform(provider, "insert-path", pasteboard, error);
     EXPECT_EQ(error, "");
     EXPECT_EQ(written(pasteboard), listing);
   }
-  std::string error;
-  ServicePasteboard empty("request");
-  perform(provider, "insert-path", empty, error);
-  EXPECT_EQ(error, kInsertPathMessage);
-  EXPECT_EQ(empty.changeCount(), 0);
 }
 
 TEST(InsertDateServices, WriteTheirFormatsOverTheSelection) {
@@ -225,9 +218,8 @@ TEST(InsertDateServices, WriteTheirFormatsOverTheSelection) {
   };
   for (const auto& [handler, text] : rows) {
     SCOPED_TRACE(encodeUtf8(text));
-    ServicePasteboard pasteboard("request");
-    pasteboard.declareTypes({std::string(kRTFPboardType)});
-    pasteboard.setData("{\\rtf1 selected}", kRTFPboardType);
+    ServicePasteboard pasteboard =
+        testing_pasteboards::pasteboardWith(kRTFPboardType, "{\\rtf1 selected}");
     std::string error;
     perform(provider, handler, pasteboard, error);
     EXPECT_EQ(error, "");

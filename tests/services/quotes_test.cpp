@@ -10,32 +10,18 @@
 #include "rich/rtf.h"
 #include "services/messages.h"
 #include "services/textrix.h"
-#include "support/perform.h"
+#include "support/texts.h"
 
 namespace textrix {
 namespace {
 
-using testing_services::perform;
+using testing_texts::alternating;
 
 // The catalogs come from the build tree; set before the first look-up binds the text domain.
 const bool kCatalogsOfTheBuildTree = [] {
   setenv("TEXTRIX_LOCALEDIR", TEXTRIX_BUILD_LOCALEDIR, 1);
   return true;
 }();
-
-// Pieces of text that alternate between a black regular and a red bold font.
-AttributedText alternating(std::initializer_list<std::u16string_view> pieces) {
-  AttributedText text;
-  bool red = false;
-  for (std::u16string_view piece : pieces) {
-    AttributeDictionary attributes;
-    attributes.setObject(Color{red ? 1.0 : 0.0, 0, 0, 1}, kForegroundColorAttributeName);
-    attributes.setObject(Font{"Times", 14, red}, kFontAttributeName);
-    text.appendString(piece, attributes);
-    red = !red;
-  }
-  return text;
-}
 
 TEST(SmartQuotes, AlternatesAtTheIndicesOfTheUneditedText) {
   struct Row {
@@ -110,59 +96,6 @@ TEST_F(LocalizedQuotes, ComeFromTheCatalogOfTheLanguageOrAreTheKeys) {
     EXPECT_EQ(quotes.opening, row.opening);
     EXPECT_EQ(quotes.closing, row.closing);
     EXPECT_EQ(quotes.apostrophe, u"\u2019");
-  }
-}
-
-ServicePasteboard richPasteboard(const AttributedText& text) {
-  ServicePasteboard pasteboard("request");
-  pasteboard.declareTypes({std::string(kRTFPboardType)});
-  pasteboard.setData(writeRtf(text), kRTFPboardType);
-  return pasteboard;
-}
-
-AttributedText readRichResult(const ServicePasteboard& pasteboard) {
-  const std::optional<std::string_view> bytes = pasteboard.dataForType(kRTFPboardType);
-  return bytes ? readRtf(*bytes).text : AttributedText();
-}
-
-TEST(QuoteServices, EditPlainAndRichTextAndReportAMissingText) {
-  struct Case {
-    std::string_view handler;
-    std::string_view message;
-    std::u16string_view plain;
-    std::u16string_view plainResult;
-    AttributedText rich;
-    AttributedText richResult;
-  };
-  const Case cases[] = {
-      {"remove-quotes", kRemoveQuotesMessage, u"> a\n>> b <c>", u" a\n b c",
-       alternating({u">", u"> a", u"<b>"}), alternating({u"", u" a", u"b"})},
-      {"smart-quotes", kQuotesMessage, u"\"it's\"", u"\u201Eit\u2019s\u201D",
-       alternating({u"\"", u"a", u"'", u"\""}),
-       alternating({u"\u201E", u"a", u"\u2019", u"\u201D"})},
-      {"straight-quotes", kQuotesMessage, u"\u201Cit\u2019s\u201D", u"\"it's\"",
-       alternating({u"\u00AB", u"a", u"\u2019", u"\u00BB"}),
-       alternating({u"\"", u"a", u"'", u"\""})},
-  };
-  Textrix provider;
-  for (const Case& test : cases) {
-    SCOPED_TRACE(test.message);
-    std::string error;
-    ServicePasteboard plain("request");
-    plain.declareTypes({std::string(kStringPboardType)});
-    plain.setString(std::u16string(test.plain), kStringPboardType);
-    perform(provider, test.handler, plain, error);
-    EXPECT_EQ(plain.stringForType(kStringPboardType), test.plainResult);
-
-    ServicePasteboard rich = richPasteboard(test.rich);
-    perform(provider, test.handler, rich, error);
-    EXPECT_EQ(error, "");
-    EXPECT_EQ(readRichResult(rich), test.richResult);
-
-    ServicePasteboard empty("request");
-    perform(provider, test.handler, empty, error);
-    EXPECT_EQ(error, test.message);
-    EXPECT_TRUE(empty.types().empty());
   }
 }
 

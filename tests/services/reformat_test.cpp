@@ -6,14 +6,9 @@
 #include <vector>
 
 #include "rich/rtf.h"
-#include "services/messages.h"
-#include "services/textrix.h"
-#include "support/perform.h"
 
 namespace textrix {
 namespace {
-
-using testing_services::perform;
 
 // A font of size points and, when spacing is given, a paragraph style with that paragraph
 // spacing, 3 points before and an indent.
@@ -128,34 +123,6 @@ TEST(AttributedReformat, GivesEachLineTheStyleOfItsFirstCharacterWithoutSpacing)
   AttributedText expected(u"ab\n\n", flat);  // the separator takes the attributes before it
   expected.appendString(u"cd", styled(12));
   EXPECT_EQ(reformattedAttributedStringByRemovingCharactersOfString(text, u""), expected);
-}
-
-TEST(ReformatService, ReformatsPlainAndRichTextAndReportsAMissingText) {
-  Textrix provider;
-  std::string error;
-  ServicePasteboard plain("request");
-  plain.declareTypes({std::string(kStringPboardType)});
-  plain.setString(u"> one\n> two\n\n> three", kStringPboardType);
-  perform(provider, "reformat", plain, error);
-  EXPECT_EQ(plain.stringForType(kStringPboardType), u"one two\n\nthree");
-
-  ServicePasteboard rich("request");
-  rich.declareTypes({std::string(kRTFPboardType)});
-  rich.setData(
-      "{\\rtf1\\ansi{\\fonttbl{\\f0 Helvetica;}}\\f0\\fs24 > one\\par > {\\b two}\\par\\par "
-      "\\fs36 Big\\par}",
-      kRTFPboardType);
-  perform(provider, "reformat", rich, error);
-  EXPECT_EQ(error, "");
-  ASSERT_EQ(rich.types(), std::vector<std::string>{std::string(kRTFPboardType)});
-  const AttributedText result = readRtf(*rich.dataForType(kRTFPboardType)).text;
-  EXPECT_EQ(result.string(), u"one two\n\nBig");
-  EXPECT_TRUE(result.attributesAtIndex(4).get<Font>(kFontAttributeName)->bold);
-
-  ServicePasteboard empty("request");
-  perform(provider, "reformat", empty, error);
-  EXPECT_EQ(error, kReformatMessage);
-  EXPECT_TRUE(empty.types().empty());
 }
 
 }  // namespace

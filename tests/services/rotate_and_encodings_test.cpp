@@ -39,7 +39,7 @@ char16_t rotatedOneByOne(char16_t c, std::uint32_t shift) {
   return c;
 }
 
-TEST(Rotate, MatchesAUnitByUnitReferenceOverTheWholeRange) {
+TEST(ExhaustiveRotate, MatchesAUnitByUnitReferenceOverTheWholeRange) {
   const std::u16string all = allCodeUnits();
   // From unit 1 on too: the length is then no multiple of the units rotated at once.
   for (const std::u16string& text : {all, all.substr(1)}) {

@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <random>
-
 #include "support/texts.h"
 #include "text/attributed_text.h"
 #include "text/charsets.h"
@@ -74,47 +72,6 @@ TEST(AttributedCollapse, ReplacementTakesTheAttributesOfTheRunsFirstCharacter) {
   EXPECT_EQ(text.string(), u"x y");
   EXPECT_EQ(text.attributesAtIndex(1), colored(1));
   EXPECT_EQ(text.attributesAtIndex(2), colored(0.5));
-}
-
-// The attributed collapse as it is described, one edit at a time on a string that shrinks.
-std::u16string collapsedEditByEdit(std::u16string text, bool (*isMember)(char16_t),
-                                   char16_t replacement) {
-  std::size_t limit = text.size();
-  for (std::size_t i = 0; i < limit;) {
-    std::size_t run = 0;
-    while (i + run < limit && isMember(text[i + run])) ++run;
-    if (run == 0) {
-      ++i;
-      continue;
-    }
-    text.replace(i, run, 1, replacement);
-    limit -= run;
-    i += 1;
-  }
-  return text;
-}
-
-TEST(AttributedCollapse, MatchesTheEditByEditProcedureOnRandomTexts) {
-  const std::u16string_view alphabet = u"ab \t\n\r\u2028\uFFFC";
-  std::mt19937 random(7);
-  for (int round = 0; round < 500; ++round) {
-    std::u16string chars;
-    for (std::size_t n = random() % 24; n > 0; --n) chars += alphabet[random() % alphabet.size()];
-    SCOPED_TRACE(testing::PrintToString(chars));
-
-    AttributedText spaces(chars);
-    removeMultipleSpacesAndFeeds(spaces, true);
-    EXPECT_EQ(spaces.string(),
-              collapsedEditByEdit(
-                  chars, [](char16_t c) { return whiteCharacterSetRep()->contains(c); }, u' '));
-
-    AttributedText feeds(chars);
-    removeMultipleFeeds(feeds);
-    EXPECT_EQ(
-        feeds.string(),
-        collapsedEditByEdit(
-            chars, [](char16_t c) { return isFeedCharacter(c, FeedSet::attributed); }, u'\n'));
-  }
 }
 
 TEST(ReplaceLineEndings, EachTerminatorBecomesOneSubstitute) {

@@ -1,24 +1,24 @@
 #include "services/speech.h"
 
 #include <gtest/gtest.h>
-#include <unicode/ustring.h>
 
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <random>
 #include <thread>
 
 #include "runtime/formats.h"
 #include "services/german_phonemes.h"
 #include "services/textrix.h"
+#include "support/pasteboards.h"
 #include "support/perform.h"
 
 namespace textrix {
 namespace {
 
+using testing_pasteboards::plainPasteboard;
 using testing_services::perform;
 
 struct Rewriting {
@@ -56,52 +56,6 @@ TEST(GermanPhonemes, RespellsFromLeftToRightWithTheFirstMatchingRow) {
   }
 }
 
-// The rewriting edit by edit: lower-case, then each character word by itself, then each position
-// with the rows in order, erasing and inserting in the text.
-std::u16string rewrittenEditByEdit(std::u16string_view text) {
-  std::u16string t(3 * text.size() + 1, u'\0');
-  UErrorCode status = U_ZERO_ERROR;
-  t.resize(
-      static_cast<std::size_t>(u_strToLower(t.data(), static_cast<int32_t>(t.size()), text.data(),
-                                            static_cast<int32_t>(text.size()), "", &status)));
-  for (const CharacterWord& entry : kCharacterWords) {
-    for (std::size_t i = 0; i < t.size(); ++i) {
-      if (t[i] != entry.character) continue;
-      t.erase(i, 1);
-      t.insert(i, entry.word);
-    }
-  }
-  for (std::size_t i = 0; i < t.size();) {
-    bool matched = false;
-    for (const PhonemeRow& row : kGermanPhonemes) {
-      if (t.compare(i, row.german.size(), row.german) != 0 || t.size() - i < row.german.size()) {
-        continue;
-      }
-      t.erase(i, row.german.size());
-      t.insert(i, row.english);
-      i += row.english.size();
-      matched = true;
-      break;
-    }
-    if (!matched) ++i;
-  }
-  return t;
-}
-
-TEST(GermanPhonemes, AgreesWithTheEditByEditRewriting) {
-  const std::u16string alphabet =
-      u"abcdefghiklmnoqrstuvwxyzAEGIS \u00E4\u00F6\u00FC\u00DF\u00C4\u0130\u0308+%&<>=019\n";
-  std::mt19937 random(2024);
-  std::uniform_int_distribution<std::size_t> letter(0, alphabet.size() - 1);
-  std::uniform_int_distribution<std::size_t> length(0, 40);
-  for (int round = 0; round < 3000; ++round) {
-    std::u16string text(length(random), u'\0');
-    for (char16_t& c : text) c = alphabet[letter(random)];
-    ASSERT_EQ(stringByConvertingGermanToEnglishPhonemes(text), rewrittenEditByEdit(text))
-        << "round " << round;
-  }
-}
-
 TEST(GermanPhonemes, RewritesALongTextAsItsPartsSideBySide) {
   std::u16string text, expected;
   for (int i = 0; i < 50000; ++i) {
@@ -127,13 +81,6 @@ TEST(WavHeader, DescribesSixteenBitMonoPcm) {
             0xFFFFFFFEu);
 }
 
-ServicePasteboard pasteboardWithText(std::u16string text) {
-  ServicePasteboard pasteboard;
-  pasteboard.declareTypes({std::string(kStringPboardType)});
-  pasteboard.setString(std::move(text), kStringPboardType);
-  return pasteboard;
-}
-
 ServiceEnvironment printingTo(std::u16string& printed, int& prints) {
   ServiceEnvironment environment;
   environment.speechOutput.kind = SpeechOutput::Kind::printedText;
@@ -148,7 +95,7 @@ TEST(SpeechServices, PrintTheTextThatWouldBeSpokenAndWriteNothing) {
   std::u16string printed;
   int prints = 0;
   Textrix provider(printingTo(printed, prints));
-  ServicePasteboard pasteboard = pasteboardWithText(u"Ich kann 2 sehen");
+  ServicePasteboard pasteboard = plainPasteboard(u"Ich kann 2 sehen");
   const int changes = pasteboard.changeCount();
   std::string error;
 
@@ -189,7 +136,7 @@ TEST(SpeechServices, WriteTheSpeechAsAPlayableWavFile) {
   environment.speechOutput.kind = SpeechOutput::Kind::wavFile;
   environment.speechOutput.wavPath = path.string();
   Textrix provider(environment);
-  ServicePasteboard pasteboard = pasteboardWithText(u"Hallo, ich bin hier.");
+  ServicePasteboard pasteboard = plainPasteboard(u"Hallo, ich bin hier.");
   std::string error;
   perform(provider, "speak-german", pasteboard, error);
   EXPECT_EQ(error, "");
@@ -222,7 +169,7 @@ TEST(SpeechServices, FailSilentlyWithoutASoundDevice) {
       EXPECT_TRUE(detail::hasSoundOutput());
     }
     Textrix provider;
-    ServicePasteboard pasteboard = pasteboardWithText(u"a");
+    ServicePasteboard pasteboard = plainPasteboard(u"a");
     const int changes = pasteboard.changeCount();
     std::string error;
     perform(provider, "speak-native", pasteboard, error);

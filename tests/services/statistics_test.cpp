@@ -6,6 +6,7 @@
 
 #include "runtime/pasteboard.h"
 #include "services/textrix.h"
+#include "support/pasteboards.h"
 #include "support/perform.h"
 #include "text/encodings.h"
 
@@ -49,10 +50,8 @@ TEST(StatisticsService, ShowsThePanelThenEndsTheProcessAndLeavesThePasteboard) {
   environment.terminate = [&] { events.push_back(u"terminate"); };
   Textrix provider(std::move(environment));
 
-  ServicePasteboard pasteboard("request");
-  pasteboard.declareTypes({std::string(kRTFPboardType)});
   const std::string rtf = "{\\rtf1\\ansi Hello {\\b world}}";
-  pasteboard.setData(rtf, kRTFPboardType);
+  ServicePasteboard pasteboard = testing_pasteboards::pasteboardWith(kRTFPboardType, rtf);
   std::string error;
   perform(provider, "statistics", pasteboard, error);
   EXPECT_EQ(error, "");

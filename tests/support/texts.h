@@ -1,6 +1,7 @@
 // Attributed texts that several tests build: coloured runs, compared by their attributes.
 #pragma once
 
+#include <initializer_list>
 #include <string_view>
 
 #include "text/attributed_text.h"
@@ -20,6 +21,21 @@ inline AttributedText redThenBlue(std::u16string_view red, std::u16string_view b
   AttributeDictionary blueColour;
   blueColour.setObject(Color{0, 0, 1, 1}, kForegroundColorAttributeName);
   text.appendString(blue, blueColour);
+  return text;
+}
+
+// Pieces of text that alternate between a black regular and a red bold font, as written to RTF and
+// read back.
+inline AttributedText alternating(std::initializer_list<std::u16string_view> pieces) {
+  AttributedText text;
+  bool red = false;
+  for (std::u16string_view piece : pieces) {
+    AttributeDictionary attributes;
+    attributes.setObject(Color{red ? 1.0 : 0.0, 0, 0, 1}, kForegroundColorAttributeName);
+    attributes.setObject(Font{"Times", 14, red}, kFontAttributeName);
+    text.appendString(piece, attributes);
+    red = !red;
+  }
   return text;
 }
 

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <random>
+#include <vector>
 
 #include "support/texts.h"
 
@@ -32,8 +32,6 @@ std::vector<AttributeDictionary> attributesPerCharacter(const AttributedText& te
   return result;
 }
 
-// Where inserted and replacing text take their attributes from is checked by the random edits
-// against the one-character-at-a-time model at the end.
 TEST(AttributedTextEditRule, DeletedCharactersTakeTheirRunAndEqualNeighboursJoin) {
   AttributedText text = threeRuns();
   text.deleteCharactersInRange(Range{3, 3});
@@ -237,81 +235,25 @@ TEST(AttributedTextLines, FeedAndFirstLineAreNoneWhereThePlainFormsAreEmpty) {
   EXPECT_FALSE(AttributedText(u"ab\uFFFC").hasFeedOfLine());
 }
 
-// A slow model with one dictionary per character, edited one step at a time by the edit rule.
-struct ReferenceText {
-  std::u16string chars;
-  std::vector<AttributeDictionary> attributes;
-
-  void replace(Range range, std::u16string_view replacement) {
-    AttributeDictionary inserted;
-    if (range.length > 0) {
-      inserted = attributes[range.location];
-    } else if (range.location > 0) {
-      inserted = attributes[range.location - 1];
-    } else if (!chars.empty()) {
-      inserted = attributes[0];
-    }
-    chars.replace(range.location, range.length, replacement);
-    const auto at = attributes.begin() + static_cast<std::ptrdiff_t>(range.location);
-    attributes.erase(at, at + static_cast<std::ptrdiff_t>(range.length));
-    attributes.insert(attributes.begin() + static_cast<std::ptrdiff_t>(range.location),
-                      replacement.size(), inserted);
-  }
-};
-
-TEST(AttributedTextReference, RandomEditsMatchTheOneCharacterAtATimeModel) {
-  std::mt19937 random(7);
-  const AttributeDictionary palette[] = {kPlain, kRed, kBlue};
-  auto pick = [&](std::size_t bound) {
-    return std::uniform_int_distribution<std::size_t>(0, bound)(random);
+// Where new characters take their attributes from: those of the first character replaced, else of
+// the character before, else of the first character. (Random edits against a one-dictionary-per-
+// character model are in fuzz/attributed_text_fuzz.cpp.)
+TEST(AttributedTextEditing, NewCharactersTakeTheAttributesOfTheEditRule) {
+  const struct {
+    Range range;
+    std::vector<AttributeDictionary> expected;
+  } rows[] = {
+      {{4, 2}, {kPlain, kPlain, kPlain, kRed, kRed, kRed, kPlain, kPlain, kPlain}},
+      {{6, 0}, {kPlain, kPlain, kPlain, kRed, kRed, kRed, kRed, kRed, kPlain, kPlain, kPlain}},
+      {{3, 0}, {kPlain, kPlain, kPlain, kPlain, kPlain, kRed, kRed, kRed, kPlain, kPlain, kPlain}},
+      {{0, 0}, {kPlain, kPlain, kPlain, kPlain, kPlain, kRed, kRed, kRed, kPlain, kPlain, kPlain}},
+      {{2, 4}, {kPlain, kPlain, kPlain, kPlain, kPlain, kPlain, kPlain}},
   };
-  for (int round = 0; round < 200; ++round) {
-    AttributedText text;
-    ReferenceText model;
-    for (int step = 0; step < 40; ++step) {
-      const std::size_t length = model.chars.size();
-      const std::size_t start = pick(length);
-      const Range range{start, pick(length - start)};
-      const std::u16string piece = std::u16string(pick(3), u"ab-\n"[pick(3)]);
-      switch (pick(4)) {
-        case 0:
-          text.replaceCharactersInRange(range, piece);
-          model.replace(range, piece);
-          break;
-        case 1: {
-          const AttributeDictionary& attributes = palette[pick(2)];
-          text.insertString(piece, start, attributes);
-          model.replace(Range{start, 0}, piece);
-          std::fill_n(model.attributes.begin() + static_cast<std::ptrdiff_t>(start), piece.size(),
-                      attributes);
-          break;
-        }
-        case 2:
-          text.setAttribute(Color{0.5, 0, 0, 1}, kForegroundColorAttributeName, range);
-          for (std::size_t i = range.location; i < range.end(); ++i) {
-            model.attributes[i].setObject(Color{0.5, 0, 0, 1}, kForegroundColorAttributeName);
-          }
-          break;
-        case 3: {
-          text.replaceString(u"a-", u"X", true);
-          for (std::size_t at = model.chars.find(u"a-"); at != std::u16string::npos;
-               at = model.chars.find(u"a-", at + 1)) {
-            model.replace(Range{at, 2}, u"X");
-          }
-          break;
-        }
-        case 4:
-          text.removeCharacters(u'b');
-          for (std::size_t at = model.chars.find(u'b'); at != std::u16string::npos;
-               at = model.chars.find(u'b', at)) {
-            model.replace(Range{at, 1}, u"");
-          }
-          break;
-      }
-      ASSERT_EQ(text.string(), model.chars) << "round " << round << " step " << step;
-      ASSERT_EQ(attributesPerCharacter(text), model.attributes)
-          << "round " << round << " step " << step;
-    }
+  for (const auto& row : rows) {
+    SCOPED_TRACE(testing::Message() << "at " << row.range.location << " " << row.range.length);
+    AttributedText text = threeRuns();
+    text.replaceCharactersInRange(row.range, u"xy");
+    EXPECT_EQ(attributesPerCharacter(text), row.expected);
   }
 }
 

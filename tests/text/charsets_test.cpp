@@ -30,7 +30,7 @@ struct ClassCase {
 };
 
 // The reference asks ICU for each unit's category, one unit at a time.
-TEST(CharacterClasses, MatchIcuCategoriesOverTheWholeRange) {
+TEST(ExhaustiveCharacterClasses, MatchIcuCategoriesOverTheWholeRange) {
   constexpr std::u16string_view kNewlineControls = u"\u000A\u000B\u000C\u000D\u0085";
   constexpr std::u16string_view kWhiteExtras =
       u"\u0009\u000A\u000B\u000C\u000D\u0085\u0000\u0003\u2028\u2029\uFFFC\uFEFF\u00A0"sv;
@@ -73,7 +73,7 @@ TEST(CharacterClasses, AlphaRangeIsTheLowestAndHighestLetter) {
 }
 
 // The reference maps through ICU's string API in the root locale and keeps one-unit results.
-TEST(CaseTables, MapLettersToTheirOneUnitFullCaseOverTheWholeRange) {
+TEST(ExhaustiveCaseTables, MapLettersToTheirOneUnitFullCaseOverTheWholeRange) {
   const CharsTable upper = initUpperCharsTable();
   const CharsTable lower = initLowerCharsTable();
   for (char32_t c = 0; c < 0xFFFF; ++c) {
@@ -95,10 +95,9 @@ TEST(CaseTables, MapLettersToTheirOneUnitFullCaseOverTheWholeRange) {
   EXPECT_TRUE(lowerCharsTable() == lower);
 }
 
-TEST(AccentFolding, ListHas152PairsWithSixUmlautsTwice) {
+TEST(AccentFolding, UnitsOutsideTheListStayAsTheyAre) {
   std::set<char16_t> sources;
   for (const detail::FoldingPair& pair : detail::kFoldingPairs) sources.insert(pair.source);
-  EXPECT_EQ(sources.size(), 152u - 6u);
   const CharsTable umlauts = initUmlautsCharsTable();
   for (char32_t c = 0; c <= 0xFFFF; ++c) {
     SCOPED_TRACE(unitName(c));

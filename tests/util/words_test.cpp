@@ -31,7 +31,7 @@ CharacterSetRep setOf(std::u16string_view units) {
 
 // The reference asks ICU for each unit's category. The listed units outside the categories are
 // the modifier circumflex, the superscript digits and two fractions.
-TEST(WordSeparators, AreCategoriesPlusListedUnitsOverTheWholeRange) {
+TEST(ExhaustiveWordSeparators, AreCategoriesPlusListedUnitsOverTheWholeRange) {
   constexpr std::uint32_t kCategories =
       U_GC_Z_MASK | U_GC_P_MASK | U_GC_S_MASK | U_GC_CC_MASK | U_GC_CF_MASK | U_GC_CN_MASK;
   constexpr std::u16string_view kListedOutsideCategories = u"\u02C6\u00B9\u00B2\u00B3\u00BC\u00BD";
