@@ -244,7 +244,6 @@ const std::array kCatalogue = {
     textService("windows2mac", "doWindows2MacService:userData:error:", M::plain, kEncodingMessage,
                 "Repair Windows Text for Mac",
                 mapping([](std::u16string_view text) { return windows2Mac(text); })),
-    // The smart quotes are looked up before the pasteboard is read.
     textService("smart-quotes", "doSmartQuotesService:userData:error:", M::attributedCopy,
                 kQuotesMessage, "Smart Quotes", convertToSmartQuotesOfUser),
     textService("straight-quotes", "doStraightQuotesService:userData:error:", M::attributedCopy,
