@@ -39,24 +39,12 @@ class PrivateBusTest : public CommandTest {
   void startBus(const std::string& slice,
                 const std::filesystem::path& serviceDirectory = TEXTRIX_SERVICE_DIR) {
     const auto config = directory_ / "bus.conf";
-    std::ofstream(config)
-        << "<!DOCTYPE busconfig PUBLIC \"-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN\"\n"
-           " \"http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd\">\n"
-           "<busconfig>\n"
-           "  <type>session</type>\n"
-           "  <listen>unix:dir="
-        << directory_.string()
-        << "</listen>\n"
-           "  <auth>EXTERNAL</auth>\n"
-           "  <servicedir>"
-        << serviceDirectory.string()
-        << "</servicedir>\n"
-           "  <policy context=\"default\">\n"
-           "    <allow send_destination=\"*\" eavesdrop=\"true\"/>\n"
-           "    <allow eavesdrop=\"true\"/>\n"
-           "    <allow own=\"*\"/>\n"
-           "  </policy>\n"
-           "</busconfig>\n";
+    std::ofstream(config) << "<busconfig><type>session</type><listen>unix:dir="
+                          << directory_.string() << "</listen><auth>EXTERNAL</auth><servicedir>"
+                          << serviceDirectory.string()
+                          << "</servicedir><policy context=\"default\"><allow own=\"*\"/>"
+                             "<allow send_destination=\"*\" eavesdrop=\"true\"/>"
+                             "<allow eavesdrop=\"true\"/></policy></busconfig>\n";
     std::vector<std::string> environment = baseEnvironment();
     environment.push_back("TEXTRIX_SLICE_SECONDS=" + slice);
     // A small quarantine, so that a sanitized provider's memory shows what it keeps.

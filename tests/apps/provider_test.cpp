@@ -55,25 +55,20 @@ class Provider : public PrivateBusTest {
   }
 
   // Asks the bus itself about the provider's name.
-  bool nameHasOwner() {
+  template <typename Answer>
+  Answer askTheBus(const char* method) {
     provider();
-    auto bus = sdbus::createProxy(*connection_, "org.freedesktop.DBus", "/org/freedesktop/DBus");
-    bool owned = false;
-    bus->callMethod("NameHasOwner")
+    Answer answer{};
+    sdbus::createProxy(*connection_, "org.freedesktop.DBus", "/org/freedesktop/DBus")
+        ->callMethod(method)
         .onInterface("org.freedesktop.DBus")
         .withArguments(std::string(kBusName))
-        .storeResultsTo(owned);
-    return owned;
+        .storeResultsTo(answer);
+    return answer;
   }
+  bool nameHasOwner() { return askTheBus<bool>("NameHasOwner"); }
   pid_t providerPid() {
-    provider();
-    auto bus = sdbus::createProxy(*connection_, "org.freedesktop.DBus", "/org/freedesktop/DBus");
-    std::uint32_t pid = 0;
-    bus->callMethod("GetConnectionUnixProcessID")
-        .onInterface("org.freedesktop.DBus")
-        .withArguments(std::string(kBusName))
-        .storeResultsTo(pid);
-    return static_cast<pid_t>(pid);
+    return static_cast<pid_t>(askTheBus<std::uint32_t>("GetConnectionUnixProcessID"));
   }
 
   std::unique_ptr<sdbus::IConnection> connection_;
@@ -88,10 +83,7 @@ TEST_F(Provider, CallAnswersAsTheCommandDoes) {
     std::string input;
     int status;
   } cases[] = {
-      {{"upper"},
-       "stra\xC3\x9F"
-       "e\n",
-       0},
+      {{"upper"}, "straße\n", 0},
       {{"trim"}, "  padded  \n", 0},
       {{"upper", rtf}, "", 0},
       {{"sort-descending", "-"}, "b\r\na\r\nc", 0},
@@ -178,6 +170,7 @@ TEST_F(Provider, BadRequestsAreAnsweredWithErrorsAndServingGoesOn) {
        prefix + "MalformedPasteboard"},
       {"upper", plainText("\xED\xA0\x80"), {}, prefix + "InvalidUtf8"},
       {"upper", plainText("a"), {{"pasteboard", sdbus::Variant(true)}}, prefix + "InvalidOption"},
+      {"upper", plainText("a"), {{"application", sdbus::Variant(3)}}, prefix + "InvalidOption"},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.error);

@@ -47,22 +47,23 @@ TEST(PasteboardItems, MimeAliasesNameThePasteboardTypes) {
 }
 
 TEST(PasteboardItems, EveryBadPasteboardIsNamedAndLeavesNothing) {
-  const std::string tooLarge(kMaxSelectionBytes, 'x');
+  using enum RequestProblem;
+  const std::string huge(kMaxSelectionBytes, 'x');
   const struct {
     std::vector<PasteboardItem> items;
     RequestProblem problem;
     std::string message;
   } cases[] = {
       {{{"NSStringPboardType", "a"}, {"text/plain;charset=utf-8", "b"}},
-       RequestProblem::malformedPasteboard,
+       malformedPasteboard,
        "the type NSStringPboardType is given twice"},
-      {{{"", "a"}}, RequestProblem::malformedPasteboard, "a type has no name"},
-      {{{"text/html", "<b>"}}, RequestProblem::unknownType, "unknown pasteboard type text/html"},
+      {{{"", "a"}}, malformedPasteboard, "a type has no name"},
+      {{{"text/html", "<b>"}}, unknownType, "unknown pasteboard type text/html"},
       {{{"text/rtf", "{\\rtf1}"}, {"NSStringPboardType", "ok \xC3\x28"}},
-       RequestProblem::invalidUtf8,
+       invalidUtf8,
        "invalid UTF-8 at byte 3"},
-      {{{"text/rtf", tooLarge}, {"NSStringPboardType", "a"}},
-       RequestProblem::tooLarge,
+      {{{"text/rtf", huge}, {"NSStringPboardType", "a"}},
+       tooLarge,
        "the selection is larger than 32 MiB"},
   };
   for (const auto& c : cases) {
@@ -89,86 +90,23 @@ TEST(PasteboardItems, RoundTripKeepsOrderAndBytes) {
                         {"NSStringPboardType", std::string(items[1].content)}}));
 }
 
-TEST(RequestErrors, NamesAreUnderTheInterfaceAndReadBack) {
-  for (RequestProblem problem :
-       {RequestProblem::unknownService, RequestProblem::malformedPasteboard,
-        RequestProblem::unknownType, RequestProblem::invalidUtf8, RequestProblem::tooLarge,
-        RequestProblem::invalidOption, RequestProblem::internal}) {
+TEST(RequestErrors, EveryProblemIsNamedUnderTheInterfaceAndOnlyThoseNamesReadBack) {
+  using enum RequestProblem;
+  for (RequestProblem problem : {unknownService, malformedPasteboard, unknownType, invalidUtf8,
+                                 tooLarge, invalidOption, internal}) {
     const std::string name = RequestError{problem, ""}.name();
     SCOPED_TRACE(name);
     EXPECT_TRUE(name.starts_with("org.textrix.Textrix1.Error."));
     EXPECT_EQ(requestProblemNamed(name), problem);
   }
-  const RequestError invalidUtf8{RequestProblem::invalidUtf8, ""};
-  EXPECT_EQ(invalidUtf8.name(), "org.textrix.Textrix1.Error.InvalidUtf8");
-}
-
-TEST(RequestErrors, OnlyTheNamesOfProblemsReadBack) {
-  const struct {
-    std::string_view name;
-    std::optional<RequestProblem> problem;
-  } cases[] = {
-      {"org.textrix.Textrix1.Error.TooLarge", RequestProblem::tooLarge},
-      {"org.freedesktop.DBus.Error.ServiceUnknown", std::nullopt},
-      {"org.textrix.Textrix1.Error.", std::nullopt},
-      {"org.textrix.Textrix1.Error.NoSuchProblem", std::nullopt},
-      {"org.textrix.Textrix1.Error.toolarge", std::nullopt},
-      {"TooLarge", std::nullopt},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.name);
-    EXPECT_EQ(requestProblemNamed(c.name), c.problem);
+  EXPECT_EQ((RequestError{RequestProblem::invalidUtf8, ""}.name()),
+            "org.textrix.Textrix1.Error.InvalidUtf8");
+  for (std::string_view name :
+       {"org.freedesktop.DBus.Error.ServiceUnknown", "org.textrix.Textrix1.Error.",
+        "org.textrix.Textrix1.Error.NoSuchProblem", "org.textrix.Textrix1.Error.toolarge",
+        "TooLarge"}) {
+    EXPECT_EQ(requestProblemNamed(name), std::nullopt) << name;
   }
-}
-
-TEST(ProviderRequests, AnswersWithWhatTheServiceWrote) {
-  RequestServer provider;
-  RequestOutcome outcome = provider.perform("upper",
-                                            {{{"text/plain;charset=utf-8",
-                                               "stra\xC3\x9F"
-                                               "e"}}},
-                                            "", {});
-  EXPECT_FALSE(outcome.failure);
-  EXPECT_EQ(outcome.error, "");
-  EXPECT_EQ(handedBack(outcome.pasteboard), (HandedBack{{"NSStringPboardType", "STRASSE"}}));
-
-  outcome = provider.perform(
-      "doLowerService:userData:error:", {{{"text/rtf", "{\\rtf1\\ansi {\\b BOLD}}"}}}, "", {});
-  const HandedBack lowered = handedBack(outcome.pasteboard);
-  ASSERT_EQ(lowered.size(), 1u);
-  EXPECT_EQ(lowered[0].first, "NSRTFPboardType");
-  EXPECT_NE(lowered[0].second.find("bold"), std::string::npos);
-}
-
-TEST(ProviderRequests, ServiceMessageComesWithAnEmptyPasteboard) {
-  RequestServer provider;
-  // RTF that does not parse, and no plain text beside it: the service has no text to work on.
-  RequestOutcome outcome = provider.perform("upper", {{{"text/rtf", "not rtf"}}}, "", {});
-  EXPECT_FALSE(outcome.failure);
-  EXPECT_TRUE(outcome.error.starts_with("Error: Couldn't")) << outcome.error;
-  EXPECT_TRUE(handedBack(outcome.pasteboard).empty());
-}
-
-TEST(ProviderRequests, RefusedRequestsNameTheirProblem) {
-  RequestServer provider;
-  const struct {
-    std::string service;
-    std::vector<PasteboardItem> items;
-    RequestProblem problem;
-  } cases[] = {
-      {"no-such-service", {{"NSStringPboardType", "a"}}, RequestProblem::unknownService},
-      {"upper", {{"image/png", "a"}}, RequestProblem::unknownType},
-      {"upper", {{"NSStringPboardType", "\xFF"}}, RequestProblem::invalidUtf8},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.service);
-    RequestOutcome outcome = provider.perform(c.service, c.items, "", {});
-    ASSERT_TRUE(outcome.failure);
-    EXPECT_EQ(outcome.failure->problem, c.problem);
-    EXPECT_TRUE(handedBack(outcome.pasteboard).empty());
-  }
-  // The provider goes on serving.
-  EXPECT_FALSE(provider.perform("upper", {{{"NSStringPboardType", "a"}}}, "", {}).failure);
 }
 
 TEST(ProviderRequests, MailRequestsOffTheGeneralPasteboardAreHandedToTheClipboard) {
@@ -207,8 +145,6 @@ TEST(ProviderRequests, ListsTheServicesThatCanBePerformed) {
   RequestServer provider;
   std::vector<ServiceDescription> services = provider.listServices();
   ASSERT_FALSE(services.empty());
-  EXPECT_EQ(services.front().name, "upper");
-  EXPECT_EQ(services.front().handler, "doUpperService:userData:error:");
   EXPECT_NE(std::find(services.front().sendTypes.begin(), services.front().sendTypes.end(),
                       "NSRTFPboardType"),
             services.front().sendTypes.end());
@@ -218,25 +154,17 @@ TEST(ProviderRequests, ListsTheServicesThatCanBePerformed) {
   }
 }
 
-TEST(BusHandlers, RefusalsBecomeNamedBusErrors) {
+// The refusals themselves are checked on a bus (tests/apps/provider_test.cpp): options the
+// provider does not know are ignored, and the application is passed on.
+TEST(BusHandlers, UnknownOptionsAreIgnored) {
   RequestServer provider;
-  const auto errorName = [&](const std::string& service, std::span<const PasteboardItem> pasteboard,
-                             const BusOptions& options) -> std::string {
-    try {
-      performOnBus(provider, service, pasteboard, "", options);
-    } catch (const sdbus::Error& error) {
-      return error.getName();
-    }
-    return "";
-  };
   const PasteboardItem text[] = {{"text/plain;charset=utf-8", "a"}};
-  EXPECT_EQ(errorName("nope", text, {}), "org.textrix.Textrix1.Error.UnknownService");
-  EXPECT_EQ(errorName("upper", text, {{"application", sdbus::Variant(std::int32_t{3})}}),
-            "org.textrix.Textrix1.Error.InvalidOption");
-  EXPECT_EQ(errorName("upper", text, {{"unknown-option", sdbus::Variant(std::int32_t{3})}}), "");
-  const RequestOutcome outcome = performOnBus(
-      provider, "upper", text, "", {{"application", sdbus::Variant(std::string("Mail"))}});
-  EXPECT_EQ(handedBack(outcome.pasteboard), (HandedBack{{"NSStringPboardType", "A"}}));
+  for (const char* option : {"unknown-option", "application"}) {
+    SCOPED_TRACE(option);
+    const RequestOutcome outcome =
+        performOnBus(provider, "upper", text, "", {{option, sdbus::Variant(std::string("Mail"))}});
+    EXPECT_EQ(handedBack(outcome.pasteboard), (HandedBack{{"NSStringPboardType", "A"}}));
+  }
 }
 
 TEST(KeepAliveLoop, ServesSlicesWhileSpeaking) {

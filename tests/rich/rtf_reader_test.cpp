@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <optional>
 #include <string>
 
 #include "rich/rtf.h"
@@ -23,6 +24,13 @@ Range runAround(const AttributedText& text, std::u16string_view word) {
   Range range;
   text.attributesAtIndex(at, &range, Range{0, text.length()});
   return range;
+}
+
+// The attribute of type T under name at index, if there is one.
+template <class T>
+std::optional<T> at(const AttributedText& text, std::size_t index, std::string_view name) {
+  const T* value = text.attributesAtIndex(index).get<T>(name);
+  return value ? std::optional<T>(*value) : std::nullopt;
 }
 
 const Font& fontAt(const AttributedText& text, std::u16string_view word) {
@@ -63,17 +71,13 @@ TEST_P(RtfReaderFixtures, ReadsCharactersAndRuns) {
   EXPECT_FALSE(fontAt(text, u"Plain").bold);
 
   const std::size_t link = s.find(u"link here");
-  EXPECT_EQ(text.attributesAtIndex(link).get<Link>(kLinkAttributeName)->url,
-            u"https://example.com/path?q=1");
+  EXPECT_EQ(at<Link>(text, link, kLinkAttributeName), Link{u"https://example.com/path?q=1"});
+  EXPECT_EQ(at<Link>(text, link - 1, kLinkAttributeName), std::nullopt);
   EXPECT_EQ(runAround(text, u"link here").length, 9u);
-  EXPECT_EQ(text.attributesAtIndex(link - 1).find(kLinkAttributeName), nullptr);
 
   if (c.hasColors) {
-    const auto colorOf = [&](std::u16string_view word) {
-      return *text.attributesAtIndex(s.find(word)).get<Color>(kForegroundColorAttributeName);
-    };
-    EXPECT_EQ(colorOf(u"red"), (Color{1, 0, 0, 1}));
-    EXPECT_EQ(colorOf(u"blue"), (Color{0, 0, 1, 1}));
+    EXPECT_EQ(at<Color>(text, s.find(u"red"), kForegroundColorAttributeName), (Color{1, 0, 0, 1}));
+    EXPECT_EQ(at<Color>(text, s.find(u"blue"), kForegroundColorAttributeName), (Color{0, 0, 1, 1}));
     EXPECT_EQ(text.attributesAtIndex(0).find(kForegroundColorAttributeName), nullptr);
   }
 }
@@ -85,58 +89,49 @@ INSTANTIATE_TEST_SUITE_P(Writers, RtfReaderFixtures,
 
 TEST(RtfReader, ReadsParagraphSpacingOfWordProcessors) {
   const AttributedText text = read(fixture("libreoffice_formatted.rtf"));
-  const auto* style = text.attributesAtIndex(0).get<ParagraphStyle>(kParagraphStyleAttributeName);
-  ASSERT_NE(style, nullptr);
+  const auto style = at<ParagraphStyle>(text, 0, kParagraphStyleAttributeName);
+  const auto body =
+      at<ParagraphStyle>(text, text.string().find(u"Plain"), kParagraphStyleAttributeName);
+  ASSERT_TRUE(style && body);
   EXPECT_EQ(style->paragraphSpacingBefore, 12);
   EXPECT_EQ(style->paragraphSpacing, 6);
-  const auto* body = text.attributesAtIndex(text.string().find(u"Plain"))
-                         .get<ParagraphStyle>(kParagraphStyleAttributeName);
-  ASSERT_NE(body, nullptr);
   EXPECT_EQ(body->lineHeightMultiple, 276 / 240.0);
   EXPECT_EQ(body->paragraphSpacing, 18);
 }
 
-struct CharactersCase {
-  const char* rtf;
-  std::u16string_view expected;
-};
-
-class RtfReaderCharacters : public testing::TestWithParam<CharactersCase> {};
-
-TEST_P(RtfReaderCharacters, DecodesToUnits) {
-  EXPECT_EQ(read(GetParam().rtf).string(), GetParam().expected) << GetParam().rtf;
+TEST(RtfReader, DecodesCharactersToUnits) {
+  const struct {
+    const char* rtf;
+    std::u16string_view expected;
+  } rows[] = {
+      {R"({\rtf1 a\par b\line c\tab d\page e})", u"a\nb\u2028c\td\fe"},
+      {"{\\rtf1 a\\\nb\\\r\nc}", u"a\nb\nc"},
+      {R"({\rtf1 \emdash\endash\bullet\lquote\rquote\ldblquote\rdblquote\~\-\_})",
+       u"\u2014\u2013\u2022\u2018\u2019\u201C\u201D\u00A0\u00AD\u2011"},
+      {R"({\rtf1 \\\{\}})", u"\\{}"},
+      {"{\\rtf1 line\r\nbreaks\nignored}", u"linebreaksignored"},
+      {R"({\rtf1\uc0\u8232 x})", u"\u2028x"},
+      {R"({\rtf1 \u-10179?\u-8704?})", u"\xD83D\xDE00"},
+      {R"({\rtf1\uc0 \u55357\u56832 })", u"\xD83D\xDE00"},
+      {R"({\rtf1\uc2 \u946\'e2\'e2b{\uc1\u947 gc}\u948 xxd})", u"\u03B2b\u03B3c\u03B4d"},
+      {R"({\rtf1\uc1\u946{x}})", u"\u03B2x"},
+      {R"({\rtf1 \'93q\'94 \'80})", u"\u201Cq\u201D \u20AC"},
+      {R"({\rtf1\ansi\ansicpg1251 \'cf\'f0\'e8})", u"\u041F\u0440\u0438"},
+      {R"({\rtf1\mac \'a5\'d2})", u"\u2022\u201C"},
+      {R"({\rtf1\pc \'82})", u"\u00E9"},
+      {R"({\rtf1{\fonttbl{\f0 A;}{\f1\fcharset204 B;}{\f2\fcharset128 C;}})"
+       R"(\'e9\f1\'e9\f2\'93\'fa\'96\'7b\'8c\'ea})",
+       u"\u00E9\u0439\u65E5\u672C\u8A9E"},
+      {R"({\rtf1{\fonttbl{\f0\fcharset128 C;}}\f0 \'82\'a0A})", u"\u3042A"},
+      {"{\\rtf1 a\\bin3 }{}b}", u"ab"},
+      {R"({\rtf1 a{\*\unknown x{y}z}b{\*\fldinst q}c})", u"abc"},
+      {R"({\rtf1{\stylesheet{\s1 Normal;}}{\info{\title T}}{\header h}a})", u"a"},
+      {R"({\rtf1 {\field{\*\fldinst PAGE}{\fldrslt 7}}})", u"7"},
+      {R"({\rtf1 x{\*\shppict{\pict\wmetafile8 0102}}{\nonshppict{\pict 01}}y})", u"xy"},
+      {R"({\rtf1 a}trailing)", u"a"},
+  };
+  for (const auto& row : rows) EXPECT_EQ(read(row.rtf).string(), row.expected) << row.rtf;
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Cases, RtfReaderCharacters,
-    testing::Values(
-        CharactersCase{R"({\rtf1 a\par b\line c\tab d\page e})", u"a\nb\u2028c\td\fe"},
-        CharactersCase{"{\\rtf1 a\\\nb\\\r\nc}", u"a\nb\nc"},
-        CharactersCase{R"({\rtf1 \emdash\endash\bullet\lquote\rquote\ldblquote\rdblquote\~\-\_})",
-                       u"\u2014\u2013\u2022\u2018\u2019\u201C\u201D\u00A0\u00AD\u2011"},
-        CharactersCase{R"({\rtf1 \\\{\}})", u"\\{}"},
-        CharactersCase{"{\\rtf1 line\r\nbreaks\nignored}", u"linebreaksignored"},
-        CharactersCase{R"({\rtf1\uc0\u8232 x})", u"\u2028x"},
-        CharactersCase{R"({\rtf1 \u-10179?\u-8704?})", u"\xD83D\xDE00"},
-        CharactersCase{R"({\rtf1\uc0 \u55357\u56832 })", u"\xD83D\xDE00"},
-        CharactersCase{R"({\rtf1\uc2 \u946\'e2\'e2b{\uc1\u947 gc}\u948 xxd})",
-                       u"\u03B2b\u03B3c\u03B4d"},
-        CharactersCase{R"({\rtf1\uc1\u946{x}})", u"\u03B2x"},
-        CharactersCase{R"({\rtf1 \'93q\'94 \'80})", u"\u201Cq\u201D \u20AC"},
-        CharactersCase{R"({\rtf1\ansi\ansicpg1251 \'cf\'f0\'e8})", u"\u041F\u0440\u0438"},
-        CharactersCase{R"({\rtf1\mac \'a5\'d2})", u"\u2022\u201C"},
-        CharactersCase{R"({\rtf1\pc \'82})", u"\u00E9"},
-        CharactersCase{R"({\rtf1{\fonttbl{\f0 A;}{\f1\fcharset204 B;}{\f2\fcharset128 C;}})"
-                       R"(\'e9\f1\'e9\f2\'93\'fa\'96\'7b\'8c\'ea})",
-                       u"\u00E9\u0439\u65E5\u672C\u8A9E"},
-        CharactersCase{R"({\rtf1{\fonttbl{\f0\fcharset128 C;}}\f0 \'82\'a0A})", u"\u3042A"},
-        CharactersCase{"{\\rtf1 a\\bin3 }{}b}", u"ab"},
-        CharactersCase{R"({\rtf1 a{\*\unknown x{y}z}b{\*\fldinst q}c})", u"abc"},
-        CharactersCase{R"({\rtf1{\stylesheet{\s1 Normal;}}{\info{\title T}}{\header h}a})", u"a"},
-        CharactersCase{R"({\rtf1 {\field{\*\fldinst PAGE}{\fldrslt 7}}})", u"7"},
-        CharactersCase{R"({\rtf1 x{\*\shppict{\pict\wmetafile8 0102}}{\nonshppict{\pict 01}}y})",
-                       u"xy"},
-        CharactersCase{R"({\rtf1 a}trailing)", u"a"}));
 
 TEST(RtfReader, ReadsCocoaStyleTables) {
   const AttributedText text =
@@ -147,12 +142,10 @@ TEST(RtfReader, ReadsCocoaStyleTables) {
            "\n\\pard\\tx560\\pardirnatural\\partightenfactor0\n"
            R"(\f0\fs24 \cf0 a\f1\fs25 \fsmilli12500 \cf2 b})");
   ASSERT_EQ(text.string(), u"ab");
-  EXPECT_EQ(*text.attributesAtIndex(0).get<Font>(kFontAttributeName), (Font{"Helvetica", 12}));
-  EXPECT_EQ(text.attributesAtIndex(0).find(kForegroundColorAttributeName), nullptr);
-  EXPECT_EQ(*text.attributesAtIndex(1).get<Font>(kFontAttributeName),
-            (Font{"Menlo-Regular", 12.5}));
-  EXPECT_EQ(*text.attributesAtIndex(1).get<Color>(kForegroundColorAttributeName),
-            (Color{0, 128 / 255.0, 1, 1}));
+  EXPECT_EQ(at<Font>(text, 0, kFontAttributeName), (Font{"Helvetica", 12}));
+  EXPECT_EQ(at<Color>(text, 0, kForegroundColorAttributeName), std::nullopt);
+  EXPECT_EQ(at<Font>(text, 1, kFontAttributeName), (Font{"Menlo-Regular", 12.5}));
+  EXPECT_EQ(at<Color>(text, 1, kForegroundColorAttributeName), (Color{0, 128 / 255.0, 1, 1}));
 }
 
 TEST(RtfReader, AppliesAndResetsCharacterFormatting) {
@@ -160,15 +153,14 @@ TEST(RtfReader, AppliesAndResetsCharacterFormatting) {
       read(R"({\rtf1\deff1{\fonttbl{\f0 Zero;}{\f1 One;}}{\colortbl;\red255\green0\blue0;;})"
            R"(a\f0\fs30\b\i\ul\cf1\cb1 b\b0\i0\ulnone\cf2\highlight9 c\plain d\ul e\ul0 f})");
   ASSERT_EQ(text.string(), u"abcdef");
-  const auto& b = text.attributesAtIndex(1);
-  EXPECT_EQ(*b.get<Font>(kFontAttributeName), (Font{"Zero", 15, true, true}));
-  EXPECT_EQ(*b.get<std::int64_t>(kUnderlineStyleAttributeName), kUnderlineStyleSingle);
-  EXPECT_EQ(*b.get<Color>(kBackgroundColorAttributeName), (Color{1, 0, 0, 1}));
-  const auto& c = text.attributesAtIndex(2);
-  EXPECT_EQ(*c.get<Font>(kFontAttributeName), (Font{"Zero", 15}));
-  EXPECT_EQ(c.size(), 1u) << "empty and missing colour entries are automatic";
+  EXPECT_EQ(at<Font>(text, 1, kFontAttributeName), (Font{"Zero", 15, true, true}));
+  EXPECT_EQ(at<std::int64_t>(text, 1, kUnderlineStyleAttributeName), kUnderlineStyleSingle);
+  EXPECT_EQ(at<Color>(text, 1, kBackgroundColorAttributeName), (Color{1, 0, 0, 1}));
+  EXPECT_EQ(at<Font>(text, 2, kFontAttributeName), (Font{"Zero", 15}));
+  EXPECT_EQ(text.attributesAtIndex(2).size(), 1u)
+      << "empty and missing colour entries are automatic";
   EXPECT_EQ(text.attributesAtIndex(3), text.attributesAtIndex(0));
-  EXPECT_EQ(*text.attributesAtIndex(3).get<Font>(kFontAttributeName), (Font{"One", 12}));
+  EXPECT_EQ(at<Font>(text, 3, kFontAttributeName), (Font{"One", 12}));
   EXPECT_NE(text.attributesAtIndex(4).find(kUnderlineStyleAttributeName), nullptr);
   EXPECT_EQ(text.attributesAtIndex(5).find(kUnderlineStyleAttributeName), nullptr);
 }
@@ -179,50 +171,33 @@ TEST(RtfReader, ReadsParagraphAndDocumentProperties) {
       R"(\pard\qc\li720\fi-360\ri200\sb120\sa240\sl-300\slmult0\slleading40 a\par\pard b})");
   ASSERT_TRUE(reading.ok());
   EXPECT_EQ(reading.documentAttributes, (DocumentAttributes{612.0, 792.0, 72.0, 90.0, 36.0, 18.0}));
-  const auto* style =
-      reading.text.attributesAtIndex(1).get<ParagraphStyle>(kParagraphStyleAttributeName);
-  ASSERT_NE(style, nullptr);
-  ParagraphStyle expected;
-  expected.alignment = TextAlignment::center;
-  expected.headIndent = 36;
-  expected.firstLineHeadIndent = 18;
-  expected.tailIndent = -10;
-  expected.paragraphSpacingBefore = 6;
-  expected.paragraphSpacing = 12;
-  expected.minimumLineHeight = expected.maximumLineHeight = 15;
-  expected.lineSpacing = 2;
-  EXPECT_EQ(*style, expected) << "the paragraph's end carries its style";
+  // The paragraph's end carries its style.
+  EXPECT_EQ(at<ParagraphStyle>(reading.text, 1, kParagraphStyleAttributeName),
+            (ParagraphStyle{TextAlignment::center, 18, 36, -10, 2, 12, 6, 0, 15, 15}));
   EXPECT_EQ(reading.text.attributesAtIndex(2).find(kParagraphStyleAttributeName), nullptr);
 }
 
-struct LinkCase {
-  const char* field;
-  std::u16string_view url;
-};
-
-class RtfReaderLinks : public testing::TestWithParam<LinkCase> {};
-
-TEST_P(RtfReaderLinks, GivesTheResultTheUrl) {
-  const AttributedText text = read(std::string("{\\rtf1 a") + GetParam().field + "b}");
-  ASSERT_EQ(text.string(), u"alinkb");
-  const Link* link = text.attributesAtIndex(1).get<Link>(kLinkAttributeName);
-  ASSERT_NE(link, nullptr);
-  EXPECT_EQ(link->url, GetParam().url);
-  EXPECT_EQ(runAround(text, u"link"), (Range{1, 4}));
+TEST(RtfReader, GivesALinkFieldsResultTheUrl) {
+  const struct {
+    const char* field;
+    std::u16string_view url;
+  } rows[] = {
+      {R"({\field{\*\fldinst{HYPERLINK "http://a.b/"}}{\fldrslt{\ul link}}})", u"http://a.b/"},
+      {R"({\field{\*\fldinst HYPERLINK "http://a.b/" }{\fldrslt link}})", u"http://a.b/"},
+      {R"({\field{\*\fldinst { hyperlink http://x/ }}{\*\fldrslt link}})", u"http://x/"},
+      {R"({\field{\*\fldinst{HYPERLINK "doc.html" \\l "part" \\o "tip"}}{\fldrslt link}})",
+       u"doc.html#part"},
+      {R"({\field{\*\fldinst{HYPERLINK \\l "top"}}{\fldrslt link}})", u"#top"},
+      {R"({\field{\*\fldinst{HYPERLINK "q\\"u\\\\o"}}{\fldrslt link}})", u"q\"u\\o"},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.field);
+    const AttributedText text = read(std::string("{\\rtf1 a") + row.field + "b}");
+    ASSERT_EQ(text.string(), u"alinkb");
+    EXPECT_EQ(at<Link>(text, 1, kLinkAttributeName), Link{std::u16string(row.url)});
+    EXPECT_EQ(runAround(text, u"link"), (Range{1, 4}));
+  }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Fields, RtfReaderLinks,
-    testing::Values(
-        LinkCase{R"({\field{\*\fldinst{HYPERLINK "http://a.b/"}}{\fldrslt{\ul link}}})",
-                 u"http://a.b/"},
-        LinkCase{R"({\field{\*\fldinst HYPERLINK "http://a.b/" }{\fldrslt link}})", u"http://a.b/"},
-        LinkCase{R"({\field{\*\fldinst { hyperlink http://x/ }}{\*\fldrslt link}})", u"http://x/"},
-        LinkCase{
-            R"({\field{\*\fldinst{HYPERLINK "doc.html" \\l "part" \\o "tip"}}{\fldrslt link}})",
-            u"doc.html#part"},
-        LinkCase{R"({\field{\*\fldinst{HYPERLINK \\l "top"}}{\fldrslt link}})", u"#top"},
-        LinkCase{R"({\field{\*\fldinst{HYPERLINK "q\\"u\\\\o"}}{\fldrslt link}})", u"q\"u\\o"}));
 
 TEST(RtfReader, ReadsNamedAttachments) {
   AttachmentFiles files;
@@ -232,10 +207,8 @@ TEST(RtfReader, ReadsNamedAttachments) {
       "{{\\NeXTGraphic missing.tiff \\width0 \\height0}\\'ac}b}",
       &files);
   ASSERT_EQ(text.string(), u"a\uFFFC\uFFFCb");
-  const Attachment* named = text.attributesAtIndex(1).get<Attachment>(kAttachmentAttributeName);
-  ASSERT_NE(named, nullptr);
-  EXPECT_EQ(named->fileName, "my picture.png");
-  EXPECT_EQ(named->contents, files["my picture.png"]);
+  EXPECT_EQ(at<Attachment>(text, 1, kAttachmentAttributeName),
+            (Attachment{"my picture.png", files["my picture.png"]}));
   const Attachment* missing = text.attributesAtIndex(2).get<Attachment>(kAttachmentAttributeName);
   ASSERT_NE(missing, nullptr);
   EXPECT_EQ(missing->fileName, "missing.tiff");
@@ -259,33 +232,30 @@ TEST(RtfReader, ReadsPngAndJpegPicturesAsAttachments) {
   EXPECT_EQ(*jpeg->contents, "\xFF\xD8");
 }
 
-struct FailureCase {
-  std::string rtf;
-  RichTextErrorKind kind;
-  std::size_t offset;
-};
-
-class RtfReaderFailures : public testing::TestWithParam<FailureCase> {};
-
-TEST_P(RtfReaderFailures, ReportKindAndOffset) {
-  const RichTextReading reading = readRtf(GetParam().rtf);
-  EXPECT_EQ(reading.error.kind, GetParam().kind);
-  EXPECT_EQ(reading.error.offset, GetParam().offset);
-  EXPECT_FALSE(reading.error.message().empty());
+TEST(RtfReader, ReportsFailuresWithKindAndOffset) {
+  using enum RichTextErrorKind;
+  const struct {
+    std::string rtf;
+    RichTextErrorKind kind;
+    std::size_t offset;
+  } rows[] = {
+      {"", notRtf, 0},
+      {"plain text", notRtf, 0},
+      {" {\\rtf1}", notRtf, 0},
+      {"{\\rtf1 {\\b x}", unclosedGroup, 13},
+      {"{\\rtf1 {\\*\\x {}", unclosedGroup, 15},
+      {"{\\rtf1 \\bin99 }", unclosedGroup, 15},
+      {"{\\rtf1" + std::string(20000, '{'), tooDeep, 10005},
+      {"{\\rtf1{\\*\\x" + std::string(20000, '{'), tooDeep, 10009},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.rtf.substr(0, 20));
+    const RichTextReading reading = readRtf(row.rtf);
+    EXPECT_EQ(reading.error.kind, row.kind);
+    EXPECT_EQ(reading.error.offset, row.offset);
+    EXPECT_FALSE(reading.error.message().empty());
+  }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Cases, RtfReaderFailures,
-    testing::Values(FailureCase{"", RichTextErrorKind::notRtf, 0},
-                    FailureCase{"plain text", RichTextErrorKind::notRtf, 0},
-                    FailureCase{" {\\rtf1}", RichTextErrorKind::notRtf, 0},
-                    FailureCase{"{\\rtf1 {\\b x}", RichTextErrorKind::unclosedGroup, 13},
-                    FailureCase{"{\\rtf1 {\\*\\x {}", RichTextErrorKind::unclosedGroup, 15},
-                    FailureCase{"{\\rtf1 \\bin99 }", RichTextErrorKind::unclosedGroup, 15},
-                    FailureCase{"{\\rtf1" + std::string(20000, '{'), RichTextErrorKind::tooDeep,
-                                10005},
-                    FailureCase{"{\\rtf1{\\*\\x" + std::string(20000, '{'),
-                                RichTextErrorKind::tooDeep, 10009}));
 
 TEST(RtfReader, ReadsEveryPrefixOfAFixtureOrReportsTheOpenGroup) {
   const std::string rtf = fixture("libreoffice_formatted.rtf");

@@ -4,23 +4,14 @@
 
 #include <fstream>
 
+#include "support/scratch.h"
+
 namespace textrix {
 namespace {
 
-class UserDefaultsTest : public ::testing::Test {
+class UserDefaultsTest : public ScratchTest {
  protected:
-  void SetUp() override {
-    directory_ =
-        std::filesystem::temp_directory_path() /
-        ("textrix-defaults-" + std::to_string(::testing::UnitTest::GetInstance()->random_seed()) +
-         ::testing::UnitTest::GetInstance()->current_test_info()->name());
-    std::filesystem::remove_all(directory_);
-  }
-  void TearDown() override { std::filesystem::remove_all(directory_); }
-
   std::filesystem::path file() const { return directory_ / "config" / "defaults"; }
-
-  std::filesystem::path directory_;
 };
 
 TEST_F(UserDefaultsTest, TypedReadingsOfStoredText) {

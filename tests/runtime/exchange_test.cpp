@@ -49,9 +49,9 @@ ServicePasteboard pasteboardOffering(const std::vector<Offer>& offers) {
 }
 
 TEST(ServiceReading, PrefersRtfdThenRtfThenThePlainString) {
-  const std::string rtfd = rtfdBytes();
-  const std::string rtfdType(kRTFDPboardType), rtfType(kRTFPboardType),
-      stringType(kStringPboardType);
+  const std::string rtfd = rtfdBytes(), rtf(kRtf), D(kRTFDPboardType), R(kRTFPboardType),
+                    S(kStringPboardType);
+  const std::u16string fromRtf(kRtfCharacters);
   struct Case {
     const char* name;
     std::vector<Offer> offers;
@@ -59,26 +59,14 @@ TEST(ServiceReading, PrefersRtfdThenRtfThenThePlainString) {
     bool rich;
   };
   const Case cases[] = {
-      {"all three",
-       {{rtfdType, rtfd}, {rtfType, std::string(kRtf)}, {stringType, "plain"}},
-       u"from rtfd \uFFFC",
-       true},
-      {"rtf and string",
-       {{rtfType, std::string(kRtf)}, {stringType, "plain"}},
-       std::u16string(kRtfCharacters),
-       true},
-      {"string only", {{stringType, "plain"}}, u"plain", false},
-      {"rtfd without bytes",
-       {{rtfdType, std::nullopt}, {rtfType, std::string(kRtf)}},
-       std::u16string(kRtfCharacters),
-       true},
-      {"failed rtfd skips rtf",
-       {{rtfdType, "not a package"}, {rtfType, std::string(kRtf)}, {stringType, "plain"}},
-       u"plain",
-       false},
-      {"failed rtf", {{rtfType, "{\\rtf1 unclosed"}, {stringType, "plain"}}, u"plain", false},
-      {"failed rtf, no string", {{rtfType, "{\\rtf1 unclosed"}}, std::nullopt, false},
-      {"string declared, nothing stored", {{stringType, std::nullopt}}, std::nullopt, false},
+      {"all three", {{D, rtfd}, {R, rtf}, {S, "plain"}}, u"from rtfd \uFFFC", true},
+      {"rtf and string", {{R, rtf}, {S, "plain"}}, fromRtf, true},
+      {"string only", {{S, "plain"}}, u"plain", false},
+      {"rtfd without bytes", {{D, std::nullopt}, {R, rtf}}, fromRtf, true},
+      {"failed rtfd skips rtf", {{D, "not a package"}, {R, rtf}, {S, "plain"}}, u"plain", false},
+      {"failed rtf", {{R, "{\\rtf1 unclosed"}, {S, "plain"}}, u"plain", false},
+      {"failed rtf, no string", {{R, "{\\rtf1 unclosed"}}, std::nullopt, false},
+      {"string declared, nothing stored", {{S, std::nullopt}}, std::nullopt, false},
       {"nothing declared", {}, std::nullopt, false},
   };
   Service service;
@@ -112,12 +100,6 @@ TEST(ServiceReading, FillsDocumentAttributesOnlyFromRichText) {
   EXPECT_EQ(attributes, DocumentAttributes{});
 }
 
-TEST(ServiceReading, MutableCopyOfNothingIsNone) {
-  EXPECT_FALSE(Service::mutableCopyOfPboardString(nullptr));
-  const ServiceText text = u"x";
-  EXPECT_EQ(Service::mutableCopyOfPboardString(&text), text);
-}
-
 struct Recorder {
   ServicePasteboard general{std::string(kGeneralPboard)};
   std::string application;
@@ -141,7 +123,7 @@ AttributedText boldText() {
 TEST(ServiceWriting, DeclaresExactlyOneTypeForEachKindOfResult) {
   AttributedText withAttachment = boldText();
   AttributeDictionary attachment;
-  attachment.setObject(Attachment{"a.png", std::make_shared<const std::string>("bytes")},
+  attachment.setObject(Attachment{"a.bin", std::make_shared<const std::string>("\0\x01bytes", 7)},
                        kAttachmentAttributeName);
   withAttachment.appendString(u"\uFFFC", attachment);
   struct Case {
@@ -165,24 +147,15 @@ TEST(ServiceWriting, DeclaresExactlyOneTypeForEachKindOfResult) {
     ASSERT_TRUE(back);
     EXPECT_EQ(characters(*back), characters(c.result));
     EXPECT_EQ(back->index(), c.result.index());
+    if (c.type == kRTFDPboardType) {  // the attachment comes back byte for byte
+      const Attachment* attachment =
+          std::get<AttributedText>(*back).attributesAtIndex(4).get<Attachment>(
+              kAttachmentAttributeName);
+      ASSERT_TRUE(attachment && attachment->contents);
+      EXPECT_EQ(attachment->fileName, "a.bin");
+      EXPECT_EQ(*attachment->contents, std::string("\0\x01bytes", 7));
+    }
   }
-}
-
-TEST(ServiceWriting, AttachmentsComeBackByteForByte) {
-  AttributedText text(u"\uFFFC");
-  text.setAttribute(Attachment{"a.bin", std::make_shared<const std::string>("\0\x01bytes", 7)},
-                    kAttachmentAttributeName, {0, 1});
-  Service service;
-  ServicePasteboard pasteboard;
-  service.writeString(ServiceText(text), pasteboard);
-  std::optional<ServiceText> back = service.getStringOfPboard(pasteboard, true);
-  ASSERT_TRUE(back && std::holds_alternative<AttributedText>(*back));
-  const Attachment* attachment =
-      std::get<AttributedText>(*back).attributesAtIndex(0).get<Attachment>(
-          kAttachmentAttributeName);
-  ASSERT_TRUE(attachment && attachment->contents);
-  EXPECT_EQ(attachment->fileName, "a.bin");
-  EXPECT_EQ(*attachment->contents, std::string("\0\x01bytes", 7));
 }
 
 TEST(ServiceWriting, MailRequestsAlsoFillTheGeneralPasteboard) {
@@ -223,12 +196,8 @@ TEST(ServiceWriting, AFailedConversionIsLoggedAndLeavesThePasteboard) {
   EXPECT_EQ(recorder.logged, std::vector<std::string>{"_writeString:toPboard: (textrix::Service):\n"
                                                       "std::invalid_argument\n"
                                                       "no RTF for this text"});
-}
-
-TEST(ServiceWriting, OtherThrownObjectsPassThrough) {
-  ServiceEnvironment environment;
+  // Other thrown objects pass through.
   environment.rtfFromText = [](const AttributedText&) -> std::string { throw 42; };
-  ServicePasteboard pasteboard;
   EXPECT_THROW(Service(environment).writeString(ServiceText(boldText()), pasteboard), int);
 }
 

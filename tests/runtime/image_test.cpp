@@ -7,8 +7,9 @@
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <string>
+
+#include "support/files.h"
 
 namespace textrix {
 namespace {
@@ -25,29 +26,20 @@ Image patternImage(std::uint32_t width, std::uint32_t height) {
 }
 
 // A file in the temporary directory, removed at the end of its scope.
-class TemporaryFile {
- public:
-  TemporaryFile()
-      : path_(fs::temp_directory_path() /
-              ("image_test-" + std::to_string(getpid()) + "-" +
-               testing::UnitTest::GetInstance()->current_test_info()->name() + ".tiff")) {}
-  ~TemporaryFile() { fs::remove(path_); }
-
-  const fs::path& path() const { return path_; }
-  std::string contents() const {
-    std::ifstream in(path_, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), {});
+struct TemporaryFile {
+  TemporaryFile(std::string_view bytes = {})
+      : path(fs::temp_directory_path() /
+             ("image_test-" + std::to_string(getpid()) + "-" +
+              testing::UnitTest::GetInstance()->current_test_info()->name() + ".tiff")) {
+    std::ofstream(path, std::ios::binary) << bytes;
   }
-  void write(std::string_view bytes) const { std::ofstream(path_, std::ios::binary) << bytes; }
-
- private:
-  fs::path path_;
+  ~TemporaryFile() { fs::remove(path); }
+  const fs::path path;
 };
 
 std::uint16_t compressionOf(std::string_view tiffBytes) {
-  TemporaryFile file;
-  file.write(tiffBytes);
-  TIFF* tiff = TIFFOpen(file.path().c_str(), "r");
+  TemporaryFile file(tiffBytes);
+  TIFF* tiff = TIFFOpen(file.path.c_str(), "r");
   if (!tiff) return 0;
   std::uint16_t compression = 0;
   TIFFGetField(tiff, TIFFTAG_COMPRESSION, &compression);
@@ -97,7 +89,7 @@ TEST(TiffImage, CompressesRepetitivePixelsWithLzw) {
 
 TEST(TiffImage, ReadsOtherLayoutsAsRgba) {
   TemporaryFile file;
-  TIFF* tiff = TIFFOpen(file.path().c_str(), "w");
+  TIFF* tiff = TIFFOpen(file.path.c_str(), "w");
   ASSERT_NE(tiff, nullptr);
   TIFFSetField(tiff, TIFFTAG_IMAGEWIDTH, 3);
   TIFFSetField(tiff, TIFFTAG_IMAGELENGTH, 1);
@@ -108,7 +100,7 @@ TEST(TiffImage, ReadsOtherLayoutsAsRgba) {
   ASSERT_EQ(TIFFWriteScanline(tiff, grey, 0, 0), 1);
   TIFFClose(tiff);
   const Image expected{3, 1, {0, 0, 0, 255, 0x80, 0x80, 0x80, 255, 255, 255, 255, 255}};
-  EXPECT_EQ(imageFromTiff(file.contents()), expected);
+  EXPECT_EQ(imageFromTiff(slurp(file.path)), expected);
 }
 
 TEST(TiffImage, GivesNoImageForBytesThatAreNotOne) {
@@ -141,10 +133,11 @@ TEST(TiffImage, RefusesHugeDimensionsInASmallFile) {
 }
 
 TEST(TiffImage, WritesNothingForAnEmptyOrInconsistentImage) {
-  EXPECT_EQ(tiffRepresentationUsingCompression(Image{}, TiffCompression::lzw, 1.0f), "");
-  EXPECT_EQ(tiffRepresentationUsingCompression(Image{0, 5, {}}, TiffCompression::none, 1.0f), "");
-  EXPECT_EQ(tiffRepresentationUsingCompression(Image{2, 2, {1, 2, 3}}, TiffCompression::lzw, 1.0f),
-            "");
+  for (const Image& image : {Image{}, Image{0, 5, {}}, Image{2, 2, {1, 2, 3}}}) {
+    for (TiffCompression compression : {TiffCompression::none, TiffCompression::lzw}) {
+      EXPECT_EQ(tiffRepresentationUsingCompression(image, compression, 1.0f), "");
+    }
+  }
 }
 
 }  // namespace

@@ -26,18 +26,5 @@ TEST(ServicePasteboard, KeepsBytesAndStringsApart) {
   EXPECT_FALSE(pasteboard.stringForType(kRTFPboardType));
 }
 
-TEST(ServicePasteboard, AvailableTypeFollowsThePreferenceNotTheDeclaredOrder) {
-  ServicePasteboard pasteboard;
-  pasteboard.declareTypes({std::string(kPDFPboardType), std::string(kTIFFPboardType)});
-  EXPECT_EQ(pasteboard.availableTypeFromArray({kTIFFPboardType, kPICTPboardType, kPDFPboardType}),
-            kTIFFPboardType);
-  EXPECT_FALSE(pasteboard.availableTypeFromArray({kPICTPboardType}));
-}
-
-TEST(ServicePasteboard, GeneralPasteboardIsOneNamedInstance) {
-  EXPECT_EQ(&ServicePasteboard::generalPasteboard(), &ServicePasteboard::generalPasteboard());
-  EXPECT_EQ(ServicePasteboard::generalPasteboard().name(), kGeneralPboard);
-}
-
 }  // namespace
 }  // namespace textrix

@@ -68,23 +68,21 @@ TEST(CaseMapping, LongTextsMapAsOneWhole) {
   uppercase(upper);
   lowercase(lower);
   capitalize(capitalized);
-  EXPECT_TRUE(upper == toStd(icu::UnicodeString(whole).toUpper(icu::Locale::getRoot())));
-  EXPECT_TRUE(lower == toStd(icu::UnicodeString(whole).toLower(icu::Locale::getRoot())));
-  EXPECT_TRUE(capitalized ==
-              toStd(icu::UnicodeString(whole).toTitle(nullptr, icu::Locale::getRoot())));
+  const icu::Locale& root = icu::Locale::getRoot();
+  EXPECT_TRUE(upper == toStd(icu::UnicodeString(whole).toUpper(root)));
+  EXPECT_TRUE(lower == toStd(icu::UnicodeString(whole).toLower(root)));
+  EXPECT_TRUE(capitalized == toStd(icu::UnicodeString(whole).toTitle(nullptr, root)));
 }
 
-TEST(AttributedCaseMapping, KeepsTheAttributesOnTheirCharacters) {
+// The attributes stay on their characters. Every run is mapped as a text of its own: a word with a
+// tail in another run gets two capitals.
+TEST(AttributedCaseMapping, MapsEachRunKeepingItsAttributes) {
   AttributedText text = redThenBlue(u"a\u00DF", u"b c");
   uppercase(text);
   EXPECT_EQ(text, redThenBlue(u"ASS", u"B C"));
   lowercase(text);
   EXPECT_EQ(text, redThenBlue(u"ass", u"b c"));
-}
-
-// Every run is mapped as a text of its own: a word with a tail in another run gets two capitals.
-TEST(AttributedCaseMapping, CapitalizesTheStartOfEveryRun) {
-  AttributedText text = redThenBlue(u"hEL", u"LO wORLD");
+  text = redThenBlue(u"hEL", u"LO wORLD");
   capitalize(text);
   EXPECT_EQ(text, redThenBlue(u"Hel", u"Lo World"));
 }

@@ -194,9 +194,7 @@ TEST(InsertPathService, WritesTheListingOrTheEmptyText) {
   for (const auto& [selection, listing] : rows) {
     SCOPED_TRACE(encodeUtf8(selection));
     ServicePasteboard pasteboard = testing_pasteboards::plainPasteboard(selection);
-    std::string error;
-    perform(provider, "insert-path", pasteboard, error);
-    EXPECT_EQ(error, "");
+    EXPECT_EQ(perform(provider, "insert-path", pasteboard), "");
     EXPECT_EQ(written(pasteboard), listing);
   }
 }
@@ -220,9 +218,7 @@ TEST(InsertDateServices, WriteTheirFormatsOverTheSelection) {
     SCOPED_TRACE(encodeUtf8(text));
     ServicePasteboard pasteboard =
         testing_pasteboards::pasteboardWith(kRTFPboardType, "{\\rtf1 selected}");
-    std::string error;
-    perform(provider, handler, pasteboard, error);
-    EXPECT_EQ(error, "");
+    EXPECT_EQ(perform(provider, handler, pasteboard), "");
     EXPECT_EQ(written(pasteboard), text);
   }
 }

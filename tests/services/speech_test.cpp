@@ -5,13 +5,12 @@
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <thread>
 
 #include "runtime/formats.h"
 #include "services/german_phonemes.h"
 #include "services/textrix.h"
+#include "support/files.h"
 #include "support/pasteboards.h"
 #include "support/perform.h"
 
@@ -81,46 +80,26 @@ TEST(WavHeader, DescribesSixteenBitMonoPcm) {
             0xFFFFFFFEu);
 }
 
-ServiceEnvironment printingTo(std::u16string& printed, int& prints) {
+// With no selection nothing is spoken and no message given.
+TEST(SpeechServices, PrintTheTextThatWouldBeSpokenAndWriteNothing) {
+  std::vector<std::u16string> printed;
   ServiceEnvironment environment;
   environment.speechOutput.kind = SpeechOutput::Kind::printedText;
   environment.speechOutput.printText = [&](std::u16string_view text) {
-    printed = text;
-    ++prints;
+    printed.emplace_back(text);
   };
-  return environment;
-}
-
-TEST(SpeechServices, PrintTheTextThatWouldBeSpokenAndWriteNothing) {
-  std::u16string printed;
-  int prints = 0;
-  Textrix provider(printingTo(printed, prints));
-  ServicePasteboard pasteboard = plainPasteboard(u"Ich kann 2 sehen");
-  const int changes = pasteboard.changeCount();
-  std::string error;
-
-  perform(provider, "speak-german", pasteboard, error);
-  EXPECT_EQ(printed, u"EEHSH KUN  TSwIGH  sAY HEN");
-  perform(provider, "speak-native", pasteboard, error);
-  EXPECT_EQ(printed, u"Ich kann 2 sehen");
-  EXPECT_EQ(prints, 2);
-  EXPECT_EQ(error, "");
-  EXPECT_EQ(pasteboard.changeCount(), changes);
-  EXPECT_FALSE(Textrix::isSpeaking());
-}
-
-TEST(SpeechServices, SpeakNothingWithoutASelection) {
-  std::u16string printed;
-  int prints = 0;
-  Textrix provider(printingTo(printed, prints));
-  ServicePasteboard empty;
-  std::string error;
-  perform(provider, "speak-native", empty, error);
-  perform(provider, "speak-german", empty, error);
-  perform(provider, "stop-speaking", empty, error);
-  EXPECT_EQ(prints, 0);
-  EXPECT_EQ(error, "");
+  Textrix provider(environment);
+  ServicePasteboard pasteboard = plainPasteboard(u"Ich kann 2 sehen"), empty;
+  for (const char* service : {"speak-german", "speak-native"}) {
+    EXPECT_EQ(perform(provider, service, pasteboard), "");
+    EXPECT_EQ(perform(provider, service, empty), "");
+  }
+  EXPECT_EQ(perform(provider, "stop-speaking", empty), "");
+  EXPECT_EQ(printed,
+            (std::vector<std::u16string>{u"EEHSH KUN  TSwIGH  sAY HEN", u"Ich kann 2 sehen"}));
+  EXPECT_EQ(pasteboard.changeCount(), 1);
   EXPECT_TRUE(empty.types().empty());
+  EXPECT_FALSE(Textrix::isSpeaking());
 }
 
 std::uint32_t littleEndianAt(const std::string& bytes, std::size_t at) {
@@ -137,13 +116,10 @@ TEST(SpeechServices, WriteTheSpeechAsAPlayableWavFile) {
   environment.speechOutput.wavPath = path.string();
   Textrix provider(environment);
   ServicePasteboard pasteboard = plainPasteboard(u"Hallo, ich bin hier.");
-  std::string error;
-  perform(provider, "speak-german", pasteboard, error);
-  EXPECT_EQ(error, "");
+  EXPECT_EQ(perform(provider, "speak-german", pasteboard), "");
   EXPECT_FALSE(Textrix::isSpeaking());
 
-  std::ifstream file(path, std::ios::binary);
-  const std::string bytes{std::istreambuf_iterator<char>(file), {}};
+  const std::string bytes = slurp(path);
   std::filesystem::remove(path);
   ASSERT_GT(bytes.size(), 44u);
   const std::uint32_t dataBytes = littleEndianAt(bytes, 40);
@@ -171,12 +147,10 @@ TEST(SpeechServices, FailSilentlyWithoutASoundDevice) {
     Textrix provider;
     ServicePasteboard pasteboard = plainPasteboard(u"a");
     const int changes = pasteboard.changeCount();
-    std::string error;
-    perform(provider, "speak-native", pasteboard, error);
-    EXPECT_EQ(error, "");
+    EXPECT_EQ(perform(provider, "speak-native", pasteboard), "");
     EXPECT_EQ(pasteboard.changeCount(), changes);
     waitUntilSilent();
-    perform(provider, "stop-speaking", pasteboard, error);
+    perform(provider, "stop-speaking", pasteboard);
     EXPECT_FALSE(Textrix::isSpeaking());
   }
   unsetenv("PULSE_SERVER");

@@ -52,15 +52,12 @@ TEST(StatisticsService, ShowsThePanelThenEndsTheProcessAndLeavesThePasteboard) {
 
   const std::string rtf = "{\\rtf1\\ansi Hello {\\b world}}";
   ServicePasteboard pasteboard = testing_pasteboards::pasteboardWith(kRTFPboardType, rtf);
-  std::string error;
-  perform(provider, "statistics", pasteboard, error);
-  EXPECT_EQ(error, "");
+  EXPECT_EQ(perform(provider, "statistics", pasteboard), "");
   EXPECT_EQ(pasteboard.changeCount(), 1);
   EXPECT_EQ(pasteboard.dataForType(kRTFPboardType), rtf);
   // Nothing to read: no panel, and the process goes on.
   ServicePasteboard empty("request");
-  perform(provider, "statistics", empty, error);
-  EXPECT_EQ(error, "");
+  EXPECT_EQ(perform(provider, "statistics", empty), "");
   EXPECT_EQ(events, (std::vector<std::u16string>{
                         u"Statistics|Characters:10\nSpaces:1\nTotal:11\n\nWords:2\nLines:1\n",
                         u"terminate"}));

@@ -11,11 +11,17 @@
 
 namespace textrix::testing_services {
 
-inline void perform(Textrix& provider, std::string_view service, ServicePasteboard& pasteboard,
-                    std::string& error) {
+// The message the service reports, empty when it reports none.
+inline std::string perform(Textrix& provider, std::string_view service,
+                           ServicePasteboard& pasteboard) {
   const ServiceEntry* entry = findService(service);
-  ASSERT_NE(entry, nullptr) << service;
+  if (entry == nullptr) {
+    ADD_FAILURE() << "no service " << service;
+    return "<no service>";
+  }
+  std::string error;
   performService(provider, *entry, pasteboard, "", error);
+  return error;
 }
 
 }  // namespace textrix::testing_services

@@ -8,19 +8,17 @@
 
 namespace textrix::testing_texts {
 
-// A foreground colour of the given red component.
-inline AttributeDictionary colored(double red) {
+// A foreground colour of the given red (and blue) component.
+inline AttributeDictionary colored(double red, double blue = 0) {
   AttributeDictionary attributes;
-  attributes.setObject(Color{red, 0, 0, 1}, kForegroundColorAttributeName);
+  attributes.setObject(Color{red, 0, blue, 1}, kForegroundColorAttributeName);
   return attributes;
 }
 
 // Characters in a red run followed by a blue run.
 inline AttributedText redThenBlue(std::u16string_view red, std::u16string_view blue) {
   AttributedText text(red, colored(1));
-  AttributeDictionary blueColour;
-  blueColour.setObject(Color{0, 0, 1, 1}, kForegroundColorAttributeName);
-  text.appendString(blue, blueColour);
+  text.appendString(blue, colored(0, 1));
   return text;
 }
 

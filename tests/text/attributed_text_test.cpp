@@ -83,18 +83,17 @@ TEST(AttributedTextEditing, StringAsLinkIsOneRunLinkingToItself) {
 }
 
 TEST(AttributedTextAttributes, RangesAreClippedToTheText) {
-  struct Case {
+  const struct {
     Range range;
     std::size_t firstChanged;
     std::size_t changed;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {{7, 100}, 7, 2},  // reaches past the end: clipped
       {{9, 1}, 0, 0},    // starts at the end: nothing
       {{20, 5}, 0, 0},   // starts past the end: nothing
       {{1, 3}, 1, 3},    // splits the runs at both ends
   };
-  for (const Case& test : cases) {
+  for (const auto& test : cases) {
     SCOPED_TRACE(test.range.location);
     AttributedText text = threeRuns();
     AttributeDictionary underline;
@@ -159,17 +158,16 @@ TEST(AttributedTextAttributes, ContainsAttachmentsOnlyWithAnAttachmentRun) {
 TEST(AttributedTextRemoval, RemovalsKeepTheRunsOfWhatRemains) {
   AttributedText text(u"a\tb", kPlain);
   text.appendString(u" \u00A0\u2028\r\n\uFFFCc\u0000"sv, kRed);
-  struct Case {
+  const struct {
     void (AttributedText::*remove)();
     std::u16string expected;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {&AttributedText::removeTabs, u"ab \u00A0\u2028\r\n\uFFFCc\u0000"s},
       {&AttributedText::removeFeeds, u"a\tb \u00A0c\u0000"s},
       {&AttributedText::removeSpaces, u"ab\u2028\r\n\uFFFCc"},
       {&AttributedText::removeWhiteCharacters, u"abc"},
   };
-  for (const Case& test : cases) {
+  for (const auto& test : cases) {
     AttributedText edited = text;
     (edited.*test.remove)();
     EXPECT_EQ(edited.string(), test.expected);
@@ -217,11 +215,8 @@ TEST(AttributedTextUtilities, NormalizingKeepsAttributesOnTheComposedCharacters)
 }
 
 TEST(AttributedTextLines, AnAttachmentStaysInsideItsLine) {
-  AttributedText text(u"x\uFFFCy\nz", kRed);
-  const std::vector<AttributedText> lines = text.lines();
-  ASSERT_EQ(lines.size(), 2u);
-  EXPECT_EQ(lines[0], AttributedText(u"x\uFFFCy\n", kRed));
-  EXPECT_EQ(lines[1], AttributedText(u"z", kRed));
+  EXPECT_EQ(AttributedText(u"x\uFFFCy\nz", kRed).lines(),
+            (std::vector{AttributedText(u"x\uFFFCy\n", kRed), AttributedText(u"z", kRed)}));
 }
 
 TEST(AttributedTextLines, FeedAndFirstLineAreNoneWhereThePlainFormsAreEmpty) {

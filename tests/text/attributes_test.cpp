@@ -47,16 +47,14 @@ TEST(AttributeDictionary, AddingEntriesReplacesSharedNames) {
 }
 
 TEST(AttributeDictionary, EqualityComparesValuesAndAttachmentsByIdentity) {
-  auto bytes = std::make_shared<const std::string>("GIF89a");
-  AttributeDictionary a;
-  a.setObject(Attachment{"x.gif", bytes}, kAttachmentAttributeName);
-  AttributeDictionary sameAttachment;
-  sameAttachment.setObject(Attachment{"x.gif", bytes}, kAttachmentAttributeName);
-  AttributeDictionary equalBytes;
-  equalBytes.setObject(Attachment{"x.gif", std::make_shared<const std::string>(*bytes)},
-                       kAttachmentAttributeName);
-  EXPECT_EQ(a, sameAttachment);
-  EXPECT_NE(a, equalBytes);
+  const auto holding = [](std::shared_ptr<const std::string> bytes) {
+    AttributeDictionary attributes;
+    attributes.setObject(Attachment{"x.gif", std::move(bytes)}, kAttachmentAttributeName);
+    return attributes;
+  };
+  const auto bytes = std::make_shared<const std::string>("GIF89a");
+  EXPECT_EQ(holding(bytes), holding(bytes));
+  EXPECT_NE(holding(bytes), holding(std::make_shared<const std::string>(*bytes)));
 }
 
 }  // namespace

@@ -14,6 +14,8 @@
 namespace textrix {
 namespace {
 
+using namespace std::literals;
+
 // The slow, obviously correct reference for the UTF-8 conversions: ICU's UTF-8 converter, which
 // substitutes U+FFFD in both directions, and ICU's macro for the first ill-formed sequence.
 class IcuUtf8 {
@@ -138,26 +140,19 @@ TEST(Encodings, ConvertsUtf8IntoBuffersAndBack) {
             U_BUFFER_OVERFLOW_ERROR);
   EXPECT_GT(convertUTF8ToUnicode("a\xFF", 2, units, 5, &written), 0);
   EXPECT_GT(convertUnicodeToUTF8(u"a\xD800", 2, utf8, 10, &written), 0);
-}
 
-TEST(Encodings, StartsEachBufferConversionAfresh) {
-  // What did not fit into the target last time must not come out at the start of the next call.
-  std::size_t written = 0;
-  char16_t units[4];
+  // Each call starts afresh: what did not fit last time must not come out at the start of the next.
   EXPECT_EQ(convertUTF8ToUnicode("\xF0\x9F\x98\x80", 4, units, 1), U_BUFFER_OVERFLOW_ERROR);
   EXPECT_EQ(convertUTF8ToUnicode("a", 1, units, 4, &written), 0);
   EXPECT_EQ(std::u16string_view(units, written), u"a");
-  char bytes[4];
-  EXPECT_EQ(convertUnicodeToUTF8(u"\u20AC", 1, bytes, 1), U_BUFFER_OVERFLOW_ERROR);
-  EXPECT_EQ(convertUnicodeToUTF8(u"a", 1, bytes, 4, &written), 0);
-  EXPECT_EQ(std::string_view(bytes, written), "a");
+  EXPECT_EQ(convertUnicodeToUTF8(u"\u20AC", 1, utf8, 1), U_BUFFER_OVERFLOW_ERROR);
+  EXPECT_EQ(convertUnicodeToUTF8(u"a", 1, utf8, 4, &written), 0);
+  EXPECT_EQ(std::string_view(utf8, written), "a");
 }
 
 TEST(Encodings, EncodesLossilyWithFallbacksOrQuestionMarks) {
   const std::u16string text = u"\u00E9\u20AC\uFF21\u0100\U0001F600";
-  EXPECT_EQ(encodeLossy(text, "windows-1252"),
-            "\xE9\x80"
-            "A??");
+  EXPECT_EQ(encodeLossy(text, "windows-1252"), "\xE9\x80\x41??");
   EXPECT_EQ(encodeLossy(text, "macintosh"), "\x8E\xDB???");
   EXPECT_EQ(encodeLossy(text, "no-such-encoding"), std::nullopt);
   // Piece by piece, a pair cut between two pieces is still one character.
@@ -244,9 +239,8 @@ TEST(Utf8Conversion, NamesTheFirstInvalidByteAndSubstitutesLikeIcu) {
     std::u16string_view substituted;
   } cases[] = {
       {"", Utf8Decoding::kValid, u""},
-      {"\xEF\xBB\xBF"
-       "a",
-       Utf8Decoding::kValid, u"\uFEFFa"},  // a byte-order mark stays text
+      // A byte-order mark stays text.
+      {bytesOf({0xEF, 0xBB, 0xBF, 'a'}), Utf8Decoding::kValid, u"\uFEFFa"},
       // Truncated at the end and before another character.
       {bytesOf({0xC3}), 0, u"\uFFFD"},
       {bytesOf({0xE2, 0x82}), 0, u"\uFFFD"},
@@ -269,9 +263,7 @@ TEST(Utf8Conversion, NamesTheFirstInvalidByteAndSubstitutesLikeIcu) {
       {bytesOf({'a', 'b', 0x80, 0xBF, 'c'}), 2, u"ab\uFFFD\uFFFDc"},
       // The error behind a full ASCII block, and in the middle of one.
       {"0123456789abcdef\x80", 16, u"0123456789abcdef\uFFFD"},
-      {"0123456\xFF"
-       "89abcdefghijklmnop",
-       7, u"0123456\uFFFD89abcdefghijklmnop"},
+      {"0123456\xFF" + "89abcdefghijklmnop"s, 7, u"0123456\uFFFD89abcdefghijklmnop"},
   };
   const IcuUtf8 icu;
   for (std::size_t i = 0; i < std::size(cases); ++i) {

@@ -8,34 +8,32 @@ namespace {
 using namespace std::literals;
 
 TEST(FormatString, ReplacesPlaceholdersInOrder) {
-  struct Case {
+  const struct {
     std::u16string_view format;
     std::u16string expected;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {u" %@", u" one"},
       {u"%@ (%@):\n%@\n%@", u"one (two):\nthree\n"},  // arguments run out
       {u"100%% %d %", u"100% %d %"},
   };
-  for (const Case& test : cases) {
+  for (const auto& test : cases) {
     EXPECT_EQ(formatString(test.format, {u"one", u"two", u"three"}), test.expected);
   }
 }
 
 TEST(MutableString, TrimsGivenCharacterAtTheNamedEnds) {
-  struct Case {
+  const struct {
     void (*trim)(std::u16string&, char16_t);
     std::u16string text;
     std::u16string expected;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {trimCharacter, u"--a-b--", u"a-b"},
       {trimPrefixCharacter, u"--a-b--", u"a-b--"},
       {trimSuffixCharacter, u"--a-b--", u"--a-b"},
       {trimCharacter, u"----", u""},
       {trimCharacter, u"", u""},
   };
-  for (const Case& test : cases) {
+  for (const auto& test : cases) {
     std::u16string text = test.text;
     test.trim(text, u'-');
     EXPECT_EQ(text, test.expected);
@@ -43,14 +41,13 @@ TEST(MutableString, TrimsGivenCharacterAtTheNamedEnds) {
 }
 
 TEST(MutableString, ReplacesStringsLeftToRightWithoutOverlap) {
-  struct Case {
+  const struct {
     std::u16string text;
     std::u16string_view target;
     std::u16string_view replacement;
     bool caseSensitive;
     std::u16string expected;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {u"aaa", u"aa", u"X", true, u"Xa"},
       {u"Hello HELLO hello", u"hello", u"bye", false, u"bye bye bye"},
       {u"Hello HELLO hello", u"hello", u"bye", true, u"Hello HELLO bye"},
@@ -58,7 +55,7 @@ TEST(MutableString, ReplacesStringsLeftToRightWithoutOverlap) {
       {u"abc", u"", u"X", true, u"abc"},
       {u"ab", u"abc", u"X", true, u"ab"},
   };
-  for (const Case& test : cases) {
+  for (const auto& test : cases) {
     std::u16string text = test.text;
     replaceString(text, test.target, test.replacement, test.caseSensitive);
     EXPECT_EQ(text, test.expected);
@@ -90,12 +87,11 @@ TEST(MutableString, AppendsTrimmedOfWhiteCharacters) {
 }
 
 TEST(MutableString, NormalizesOnlyWhatIsNotNormalized) {
-  struct Case {
+  const struct {
     NormalizationForm form;
     std::u16string text;
     std::u16string expected;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {NormalizationForm::nfc, u"Cafe\u0301 ok", u"Caf\u00E9 ok"},
       {NormalizationForm::nfc, u"a\u0323\u0302x", u"\u1EADx"},  // reordered marks compose
       {NormalizationForm::nfc, u"\u1100\u1161", u"\uAC00"},     // Hangul jamo
@@ -104,7 +100,7 @@ TEST(MutableString, NormalizesOnlyWhatIsNotNormalized) {
       {NormalizationForm::nfc, u"plain \U0001F600", u"plain \U0001F600"},
       {NormalizationForm::nfc, u"e\u0301", u"\u00E9"},  // segment at the very end
   };
-  for (const Case& test : cases) {
+  for (const auto& test : cases) {
     std::u16string text = test.text;
     normalizeString(text, test.form);
     EXPECT_EQ(text, test.expected);

@@ -147,8 +147,6 @@ TEST(WildcardMatching, LongStringsAndPatternsWithStarsAnswer) {
   const std::u16string prefix = u"*a*a*a*a*a*";
   const std::u16string matching = prefix + std::u16string(189, u'a');
   const std::u16string failing = prefix + std::u16string(188, u'a') + u"b";
-  ASSERT_EQ(matching.size(), 200u);
-  ASSERT_EQ(failing.size(), 200u);
   EXPECT_TRUE(isLikeWildcard(string, matching));
   EXPECT_FALSE(isLikeWildcard(string, failing));
   EXPECT_TRUE(isLikeUnixWildcard(string, u"*[a-c]*" + matching));

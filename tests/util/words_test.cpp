@@ -133,9 +133,7 @@ TEST(ComponentScan, EndsBehindEachRunOfSeparators) {
   std::vector<RangeRecord> records;
   EXPECT_EQ(componentsOfCharacters(u"..a", nullptr, &records), 2u);
   EXPECT_EQ(records, (std::vector<RangeRecord>{{0, 2}, {2, 1}}));
-}
-
-TEST(ComponentScan, WithoutSeparatorsDropsRunsAndEmptyPieces) {
+  // Without separators the runs and the empty pieces go.
   EXPECT_EQ(componentsUsingSeparators(u"..a. b!?", nullptr, false), (Views{u"a", u" b"}));
   EXPECT_EQ(componentsUsingDefaultSeparation(u"a. b"), (Views{u"a.", u" b"}));
 }
@@ -203,9 +201,7 @@ TEST(WordList, ReportsHyphenatedCompounds) {
               row.items);
     EXPECT_EQ(hyphenated, row.hyphenated);
   }
-}
-
-TEST(WordList, EmptyTextGivesNoListAtAll) {
+  // An empty text gives no list at all.
   bool hyphenated = true;
   EXPECT_EQ(wordsUsingSeparators(u"", nullptr, true, 1, true, &hyphenated), std::nullopt);
   EXPECT_FALSE(hyphenated);
@@ -248,13 +244,10 @@ TEST(SeparationParsers, CallTheHandlerPerPieceInOrder) {
     EXPECT_EQ(parseComponentsWithHandler(text, collect, isMutable, nullptr), 2u);
     EXPECT_EQ(words, (Views{u"Hi there.", u" 3.14 ok"}));
   }
+  const auto never = [](std::u16string_view, Range) { FAIL(); };
   EXPECT_EQ(parseWordsWithHandler(u"abc", {}, false, nullptr, 1), 0u);
-  EXPECT_EQ(parseComponentsWithHandler(
-                u"", [](auto, auto) { FAIL(); }, false, nullptr),
-            0u);
-  EXPECT_EQ(parseWordsWithHandler(
-                u"ab", [](auto, auto) { FAIL(); }, false, nullptr, 3),
-            0u);
+  EXPECT_EQ(parseComponentsWithHandler(u"", never, false, nullptr), 0u);
+  EXPECT_EQ(parseWordsWithHandler(u"ab", never, false, nullptr, 3), 0u);
 }
 
 // With a copy the handler may rewrite the string being parsed.
