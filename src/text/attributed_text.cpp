@@ -51,6 +51,10 @@ AttributeDictionary AttributedText::attributesAtIndex(std::size_t index,
                                                       Range* longestEffectiveRange,
                                                       Range inRange) const {
   checkIndex(index, length());
+  inRange = inRange.clippedTo(length());
+  if (longestEffectiveRange && (index < inRange.location || index >= inRange.end())) {
+    throw std::out_of_range("AttributedText: index outside the range asked about");
+  }
   const std::size_t run = runIndexAt(index);
   const AttributeDictionary& attributes = runs_[run].attributes;
   if (longestEffectiveRange) {
@@ -93,7 +97,7 @@ std::vector<AttributedText::Run> AttributedText::runs() const {
 
 AttributedText AttributedText::attributedSubstringFromRange(Range range) const {
   AttributedText result;
-  const std::size_t end = std::min(range.end(), chars_.size());
+  const std::size_t end = range.clippedTo(chars_.size()).end();
   if (range.location >= end) return result;
   result.chars_.reserve(end - range.location);
   for (std::size_t run = runIndexAt(range.location), position = range.location; position < end;
@@ -289,7 +293,7 @@ std::size_t AttributedText::splitRunAt(std::size_t index) {
 
 template <class ChangeAttributes>
 void AttributedText::changeAttributes(Range range, ChangeAttributes change) {
-  const std::size_t end = std::min(range.end(), chars_.size());
+  const std::size_t end = range.clippedTo(chars_.size()).end();
   if (range.location >= end) return;
   const std::size_t first = splitRunAt(range.location);
   const std::size_t last = splitRunAt(end);

@@ -56,7 +56,8 @@ class AttributedText {
   // The attributes of the character at index (index < length()).
   const AttributeDictionary& attributesAtIndex(std::size_t index) const;
   // The attributes at index, and in longestEffectiveRange (when given) the longest range around
-  // index, clipped to inRange, over which they are the same.
+  // index, clipped to inRange (itself clipped to the text), over which they are the same; an index
+  // outside inRange is refused like any position outside the text.
   AttributeDictionary attributesAtIndex(std::size_t index, Range* longestEffectiveRange,
                                         Range inRange) const;
   // True when some character carries an attachment.

@@ -11,6 +11,7 @@
 //   textrix::trimCharacter(s, u'a');         // "+b+c"
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <initializer_list>
 #include <string>
@@ -24,6 +25,12 @@ struct Range {
   std::size_t length = 0;
 
   std::size_t end() const { return location + length; }
+  // The part of the range inside a text of textLength units: a range past the end, or one whose
+  // length means "to the end" (std::u16string::npos), stops at the end instead of wrapping.
+  Range clippedTo(std::size_t textLength) const {
+    if (location >= textLength) return {textLength, 0};
+    return {location, std::min(length, textLength - location)};
+  }
   bool operator==(const Range&) const = default;
 };
 

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <stdexcept>
+
 #include <vector>
 
 #include "support/texts.h"
@@ -88,10 +90,11 @@ TEST(AttributedTextAttributes, RangesAreClippedToTheText) {
     std::size_t firstChanged;
     std::size_t changed;
   } cases[] = {
-      {{7, 100}, 7, 2},  // reaches past the end: clipped
-      {{9, 1}, 0, 0},    // starts at the end: nothing
-      {{20, 5}, 0, 0},   // starts past the end: nothing
-      {{1, 3}, 1, 3},    // splits the runs at both ends
+      {{7, 100}, 7, 2},                   // reaches past the end: clipped
+      {{9, 1}, 0, 0},                     // starts at the end: nothing
+      {{20, 5}, 0, 0},                    // starts past the end: nothing
+      {{1, 3}, 1, 3},                     // splits the runs at both ends
+      {{2, std::u16string::npos}, 2, 7},  // "to the end": clipped, not wrapped
   };
   for (const auto& test : cases) {
     SCOPED_TRACE(test.range.location);
@@ -134,6 +137,11 @@ TEST(AttributedTextAttributes, EffectiveRangeIsClippedAndSpansEqualRunsInABatch)
   EXPECT_EQ(effective, (Range{3, 3}));
   text.attributesAtIndex(4, &effective, Range{4, 1});
   EXPECT_EQ(effective, (Range{4, 1}));
+  text.attributesAtIndex(4, &effective, Range{2, std::u16string::npos});
+  EXPECT_EQ(effective, (Range{3, 3}));
+  // An index outside the range asked about has no effective range around it in that range.
+  EXPECT_THROW(text.attributesAtIndex(1, &effective, Range{3, 3}), std::out_of_range);
+  EXPECT_THROW(text.attributesAtIndex(6, &effective, Range{3, 3}), std::out_of_range);
 
   text.beginEditing();
   text.setAttribute(std::nullopt, kForegroundColorAttributeName, Range{3, 3});
