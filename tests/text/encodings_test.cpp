@@ -1,15 +1,14 @@
 #include "text/encodings.h"
 
 #include <gtest/gtest.h>
-#include <unicode/ucnv.h>
-#include <unicode/utf8.h>
 #include <unicode/utypes.h>
 
 #include <cstdint>
 #include <iterator>
-#include <memory>
 #include <string>
 #include <vector>
+
+#include "support/icu_utf8.h"
 
 namespace textrix {
 namespace {
@@ -20,54 +19,14 @@ using namespace std::literals;
 // substitutes U+FFFD in both directions, and ICU's macro for the first ill-formed sequence.
 class IcuUtf8 {
  public:
-  IcuUtf8() {
-    UErrorCode status = U_ZERO_ERROR;
-    converter_.reset(ucnv_open("UTF-8", &status));
-    EXPECT_TRUE(U_SUCCESS(status));
-  }
-
-  std::u16string decodeLeniently(std::string_view bytes) const {
-    std::u16string text(bytes.size() + 1, u'\0');
-    UErrorCode status = U_ZERO_ERROR;
-    ucnv_resetToUnicode(converter_.get());
-    const int32_t length =
-        ucnv_toUChars(converter_.get(), text.data(), static_cast<int32_t>(text.size()),
-                      bytes.data(), static_cast<int32_t>(bytes.size()), &status);
-    EXPECT_TRUE(U_SUCCESS(status)) << u_errorName(status);
-    text.resize(static_cast<std::size_t>(length));
-    return text;
-  }
-
-  std::string encode(std::u16string_view text) const {
-    std::string bytes(3 * text.size() + 1, '\0');
-    UErrorCode status = U_ZERO_ERROR;
-    ucnv_resetFromUnicode(converter_.get());
-    const int32_t length =
-        ucnv_fromUChars(converter_.get(), bytes.data(), static_cast<int32_t>(bytes.size()),
-                        text.data(), static_cast<int32_t>(text.size()), &status);
-    EXPECT_TRUE(U_SUCCESS(status)) << u_errorName(status);
-    bytes.resize(static_cast<std::size_t>(length));
-    return bytes;
-  }
-
-  static std::size_t firstInvalidByte(std::string_view bytes) {
-    const auto* units = reinterpret_cast<const std::uint8_t*>(bytes.data());
-    const auto size = static_cast<int32_t>(bytes.size());
-    for (int32_t i = 0; i < size;) {
-      const int32_t start = i;
-      UChar32 c;
-      U8_NEXT(units, i, size, c);
-      if (c < 0) return static_cast<std::size_t>(start);
-    }
-    return Utf8Decoding::kValid;
-  }
+  std::string encode(std::u16string_view text) const { return testing_icu::icuEncode(text); }
 
   // Checks both decodings of bytes against the reference.
   void expectDecodesLikeIcu(std::string_view bytes) const {
-    const std::u16string lenient = decodeLeniently(bytes);
+    const std::u16string lenient = testing_icu::icuDecode(bytes);
     EXPECT_EQ(utf16FromUtf8(bytes), lenient);
     const Utf8Decoding strict = decodeUtf8(bytes);
-    EXPECT_EQ(strict.errorOffset, firstInvalidByte(bytes));
+    EXPECT_EQ(strict.errorOffset, testing_icu::icuFirstInvalidByte(bytes));
     EXPECT_EQ(strict.text, strict.ok() ? lenient : u"");
   }
 
@@ -80,12 +39,6 @@ class IcuUtf8 {
     EXPECT_EQ(encodeUtf8(text, buffer.data()), bytes.size());
     EXPECT_EQ(buffer, bytes + "#");
   }
-
- private:
-  struct Closer {
-    void operator()(UConverter* converter) const { ucnv_close(converter); }
-  };
-  std::unique_ptr<UConverter, Closer> converter_;
 };
 
 std::string bytesOf(std::initializer_list<int> values) {
