@@ -3,6 +3,10 @@
 // (activation and first request). Prints the median and the 99th percentile of each, and the
 // growth of the provider's resident memory over 10,000 requests after 1,000 to warm it up.
 //
+// Beside them, the floor that the bus itself sets, on the same bus and client: a bare
+// Properties.Get of the provider, and the same 1 MiB sent to an echo object of this process as one
+// string and back. The ratios to those are what the provider adds.
+//
 //   build/provider_bench [WARM_REQUESTS] [COLD_STARTS] [LARGE_REQUESTS]   (defaults 5000, 40, 50)
 #include <fcntl.h>
 #include <poll.h>
@@ -16,6 +20,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -139,11 +144,38 @@ void serveMixed(sdbus::IProxy& proxy, int count, const textrix::BusPasteboard& p
   }
 }
 
-void report(const char* name, std::vector<double> micros) {
+// The median of the times, after printing it with the 99th percentile.
+double report(const char* name, std::vector<double> micros) {
   std::sort(micros.begin(), micros.end());
   const double median = micros[micros.size() / 2];
   const double p99 = micros[std::min(micros.size() - 1, micros.size() * 99 / 100)];
   std::printf("%-40s n=%-6zu median %9.1f us   p99 %9.1f us\n", name, micros.size(), median, p99);
+  return median;
+}
+
+// The times of count calls of call, in microseconds.
+template <class Call>
+std::vector<double> timed(int count, Call call) {
+  std::vector<double> micros;
+  for (int i = 0; i < count; ++i) {
+    const Clock::time_point start = Clock::now();
+    call();
+    micros.push_back(std::chrono::duration<double, std::micro>(Clock::now() - start).count());
+  }
+  return micros;
+}
+
+constexpr const char* kEchoName = "org.textrix.Bench.Echo";
+
+// An object on a connection of its own that sends back the string it is sent.
+std::unique_ptr<sdbus::IObject> echoObject(sdbus::IConnection& connection) {
+  connection.requestName(kEchoName);
+  auto object = sdbus::createObject(connection, "/echo");
+  object->registerMethod("Echo").onInterface(kEchoName).implementedAs(
+      [](std::string text) { return text; });
+  object->finishRegistration();
+  connection.enterEventLoopAsync();
+  return object;
 }
 
 }  // namespace
@@ -166,10 +198,27 @@ int main(int argc, char** argv) {
       for (int i = 0; i < 200; ++i) roundTrip(*proxy, pasteboard);
       std::vector<double> micros;
       for (int i = 0; i < warmRequests; ++i) micros.push_back(roundTrip(*proxy, pasteboard));
-      report("warm round trip, upper, 4 KiB", micros);
+      const double small = report("warm round trip, upper, 4 KiB", micros);
+      const double get =
+          report("bare Properties.Get", timed(warmRequests, [&] {
+                   proxy->getProperty("Speaking").onInterface(std::string(textrix::kInterfaceName));
+                 }));
       micros.clear();
       for (int i = 0; i < largeRequests; ++i) micros.push_back(roundTrip(*proxy, large));
-      report("warm round trip, upper, 1 MiB", micros);
+      const double big = report("warm round trip, upper, 1 MiB", micros);
+      auto echoConnection = sdbus::createSessionBusConnectionWithAddress(bus.address());
+      const auto echo = echoObject(*echoConnection);
+      auto echoProxy = sdbus::createProxy(*connection, kEchoName, "/echo");
+      const std::string string(std::size_t{1} << 20, 'x');
+      const double echoed = report("1 MiB as one string, there and back", timed(largeRequests, [&] {
+                                     std::string back;
+                                     echoProxy->callMethod("Echo")
+                                         .onInterface(kEchoName)
+                                         .withArguments(string)
+                                         .storeResultsTo(back);
+                                   }));
+      std::printf("%-40s 4 KiB %.2fx Properties.Get (goal 1.5)   1 MiB %.2fx one string (goal 2)\n",
+                  "the provider's share", small / get, big / echoed);
       const std::string bytes =
           "{\\rtf1\\ansi{\\fonttbl{\\f0 Helvetica;}}{\\colortbl;\\red255\\green0\\blue0;}"
           "\\f0\\fs24 The {\\b quick} {\\cf1 brown} fox\\par jumps {\\i over} the lazy dog.\\par}";

@@ -11,6 +11,7 @@
 #include "filter.h"
 #include "services/catalogue.h"
 #include "services/textrix.h"
+#include "stream.h"
 #include "text/encodings.h"
 
 namespace textrix::command {
@@ -75,18 +76,25 @@ int applyService(std::string_view service, std::span<const std::string_view> arg
   if (!entry) return report({ErrorKind::usage, "unknown service " + std::string(service)});
   Options options;
   if (std::optional<CommandError> error = parseOptions(arguments, options)) return report(*error);
-  std::string bytes;
-  if (std::optional<CommandError> error = readInput(options.selection.file, bytes))
-    return report(*error);
-
+  SelectionInput input;
+  if (std::optional<CommandError> error = input.open(options.selection.file)) return report(*error);
+  const std::string_view type = options.selection.type.value_or(detectType(input.firstBytes()));
   Textrix::tabs();
+  Textrix provider(commandEnvironment(options));
+  if (entry->linesIndependent && type == kStringPboardType) {
+    if (std::optional<CommandError> error = streamSelection(provider, *entry, input)) {
+      return report(*error);
+    }
+    return kSuccess;
+  }
+
+  std::string bytes;
+  if (std::optional<CommandError> error = input.readAll(bytes)) return report(*error);
   ServicePasteboard pasteboard("textrix");
-  const std::string_view type = options.selection.type.value_or(detectType(bytes));
   if (std::optional<CommandError> error = putSelection(std::move(bytes), type, pasteboard)) {
     return report(*error);
   }
   const int changeCount = pasteboard.changeCount();
-  Textrix provider(commandEnvironment(options));
   std::string message;
   performService(provider, *entry, pasteboard, "", message);
   if (!message.empty()) return report({ErrorKind::serviceMessage, message});

@@ -14,20 +14,34 @@
 namespace textrix::command {
 namespace {
 
-// The bytes still to come from descriptor when it reads a regular file, else none.
-std::optional<std::size_t> remainingBytesOfFile(int descriptor) {
+// The first block read ahead: enough to tell the type, and the whole of most inputs.
+constexpr std::size_t kAheadBytes = std::size_t{1} << 16;
+
+// Where descriptor stands in a regular file, else none.
+std::optional<long long> positionInRegularFile(int descriptor) {
   struct stat status;
   if (fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
   const off_t position = lseek(descriptor, 0, SEEK_CUR);
-  if (position < 0 || position > status.st_size) return std::nullopt;
-  return static_cast<std::size_t>(status.st_size - position);
+  if (position < 0) return std::nullopt;
+  return position;
 }
 
-// Reads into bytes from offset until it is full or the input ends; returns where it stopped, or
-// none on a read error.
-std::optional<std::size_t> readUntilFull(int descriptor, std::string& bytes, std::size_t offset) {
-  while (offset < bytes.size()) {
-    const ssize_t got = read(descriptor, bytes.data() + offset, bytes.size() - offset);
+// The bytes still to come from descriptor when it reads a regular file, else none.
+std::optional<std::size_t> remainingBytesOfFile(int descriptor) {
+  const std::optional<long long> position = positionInRegularFile(descriptor);
+  struct stat status;
+  if (!position || fstat(descriptor, &status) != 0 || *position > status.st_size) {
+    return std::nullopt;
+  }
+  return static_cast<std::size_t>(status.st_size - *position);
+}
+
+// Reads into buffer until it is full or the input ends; returns how much it read, or none on a
+// read error.
+std::optional<std::size_t> readUntilFull(int descriptor, std::span<char> buffer) {
+  std::size_t offset = 0;
+  while (offset < buffer.size()) {
+    const ssize_t got = ::read(descriptor, buffer.data() + offset, buffer.size() - offset);
     if (got < 0 && errno == EINTR) continue;
     if (got < 0) return std::nullopt;
     if (got == 0) break;
@@ -36,36 +50,24 @@ std::optional<std::size_t> readUntilFull(int descriptor, std::string& bytes, std
   return offset;
 }
 
-// All bytes of the descriptor. A regular file is read in one go into a buffer of its size; other
-// inputs, and a file that grew meanwhile, in doubling steps.
-std::optional<std::string> readAll(int descriptor) {
-  constexpr std::size_t kFirstStep = std::size_t{1} << 16;
-  std::string bytes;
-  std::size_t filled = 0;
+// All bytes of the descriptor after the ones already in bytes. A regular file is read in one go
+// into a buffer of its size; other inputs, and a file that grew meanwhile, in doubling steps.
+std::optional<std::string> readAll(int descriptor, std::string bytes) {
+  std::size_t filled = bytes.size();
   const std::optional<std::size_t> expected = remainingBytesOfFile(descriptor);
   // One byte more than the file holds shows without a second call whether the file grew.
-  bytes.resize(expected ? *expected + 1 : kFirstStep);
+  bytes.resize(expected ? filled + *expected + 1 : std::max(kAheadBytes, 2 * filled));
   while (true) {
-    const std::optional<std::size_t> reached = readUntilFull(descriptor, bytes, filled);
-    if (!reached) return std::nullopt;
-    if (*reached < bytes.size()) {
-      bytes.resize(*reached);
+    const std::optional<std::size_t> got =
+        readUntilFull(descriptor, std::span(bytes).subspan(filled));
+    if (!got) return std::nullopt;
+    filled += *got;
+    if (filled < bytes.size()) {
+      bytes.resize(filled);
       return bytes;
     }
-    filled = *reached;
-    bytes.resize(std::max(kFirstStep, 2 * bytes.size()));
+    bytes.resize(std::max(kAheadBytes, 2 * bytes.size()));
   }
-}
-
-// Writes all of bytes to standard output; false when it cannot.
-bool writeOut(std::string_view bytes) {
-  while (!bytes.empty()) {
-    const ssize_t written = write(STDOUT_FILENO, bytes.data(), bytes.size());
-    if (written < 0 && errno == EINTR) continue;
-    if (written <= 0) return false;
-    bytes.remove_prefix(static_cast<std::size_t>(written));
-  }
-  return true;
 }
 
 // Writes text as UTF-8 piece by piece through one small buffer, never cutting a surrogate pair.
@@ -80,19 +82,6 @@ bool writeUtf8(std::u16string_view text) {
     text.remove_prefix(units);
   }
   return true;
-}
-
-// All bytes of the file, or of standard input for none or "-"; none (errno set) when they cannot be
-// read.
-std::optional<std::string> readFile(std::optional<std::string_view> file) {
-  if (!file || *file == "-") return readAll(STDIN_FILENO);
-  const int descriptor = open(std::string(*file).c_str(), O_RDONLY | O_CLOEXEC);
-  if (descriptor < 0) return std::nullopt;
-  std::optional<std::string> bytes = readAll(descriptor);
-  const int readError = errno;
-  close(descriptor);
-  errno = readError;
-  return bytes;
 }
 
 // Writes the content of the pasteboard's first type; false (errno set) when standard output fails.
@@ -114,15 +103,65 @@ std::optional<std::string_view> pasteboardTypeNamed(std::string_view name) {
   return std::nullopt;
 }
 
-std::optional<CommandError> readInput(std::optional<std::string_view> file, std::string& bytes) {
-  std::optional<std::string> read = readFile(file);
-  if (!read) {
-    const int readError = errno;
-    const std::string name(file.value_or("standard input"));
-    return CommandError{ErrorKind::input, "cannot read " + name + ": " + std::strerror(readError)};
+SelectionInput::~SelectionInput() {
+  if (ownsDescriptor_) close(descriptor_);
+}
+
+std::optional<CommandError> SelectionInput::open(std::optional<std::string_view> file) {
+  if (!file || *file == "-") {
+    descriptor_ = STDIN_FILENO;
+  } else {
+    name_ = *file;
+    descriptor_ = ::open(name_.c_str(), O_RDONLY | O_CLOEXEC);
+    if (descriptor_ < 0) return readError();
+    ownsDescriptor_ = true;
   }
-  bytes = std::move(*read);
+  start_ = positionInRegularFile(descriptor_);
+  ahead_.resize(kAheadBytes);
+  const std::optional<std::size_t> got = readUntilFull(descriptor_, ahead_);
+  if (!got) return readError();
+  ahead_.resize(*got);
+  aheadIsAll_ = *got < kAheadBytes;
   return std::nullopt;
+}
+
+std::optional<std::size_t> SelectionInput::read(std::span<char> buffer) {
+  const std::size_t fromAhead = std::min(buffer.size(), ahead_.size() - aheadTaken_);
+  std::memcpy(buffer.data(), ahead_.data() + aheadTaken_, fromAhead);
+  aheadTaken_ += fromAhead;
+  if (fromAhead == buffer.size() || aheadIsAll_) return fromAhead;
+  const std::optional<std::size_t> got = readUntilFull(descriptor_, buffer.subspan(fromAhead));
+  if (!got) return std::nullopt;
+  return fromAhead + *got;
+}
+
+std::optional<CommandError> SelectionInput::readAll(std::string& bytes) {
+  std::string start = ahead_.substr(aheadTaken_);
+  aheadTaken_ = ahead_.size();
+  std::optional<std::string> all =
+      aheadIsAll_ ? std::move(start) : textrix::command::readAll(descriptor_, std::move(start));
+  if (!all) return readError();
+  bytes = std::move(*all);
+  return std::nullopt;
+}
+
+bool SelectionInput::rewind() {
+  if (!start_ || lseek(descriptor_, static_cast<off_t>(*start_), SEEK_SET) < 0) return false;
+  // The bytes read ahead come again from the file.
+  aheadTaken_ = 0;
+  ahead_.clear();
+  aheadIsAll_ = false;
+  return true;
+}
+
+CommandError SelectionInput::readError() const {
+  return CommandError{ErrorKind::input, "cannot read " + name_ + ": " + std::strerror(errno)};
+}
+
+std::optional<CommandError> readInput(std::optional<std::string_view> file, std::string& bytes) {
+  SelectionInput input;
+  if (std::optional<CommandError> error = input.open(file)) return error;
+  return input.readAll(bytes);
 }
 
 std::string_view detectType(std::string_view bytes) {
@@ -149,10 +188,24 @@ std::optional<CommandError> putSelection(std::string bytes, std::string_view typ
   return std::nullopt;
 }
 
-std::optional<CommandError> writeResult(const ServicePasteboard& pasteboard) {
-  if (writeFirstType(pasteboard)) return std::nullopt;
+bool writeOut(std::string_view bytes) {
+  while (!bytes.empty()) {
+    const ssize_t written = write(STDOUT_FILENO, bytes.data(), bytes.size());
+    if (written < 0 && errno == EINTR) continue;
+    if (written <= 0) return false;
+    bytes.remove_prefix(static_cast<std::size_t>(written));
+  }
+  return true;
+}
+
+CommandError writeError() {
   return CommandError{ErrorKind::input,
                       "cannot write standard output: " + std::string(std::strerror(errno))};
+}
+
+std::optional<CommandError> writeResult(const ServicePasteboard& pasteboard) {
+  if (writeFirstType(pasteboard)) return std::nullopt;
+  return writeError();
 }
 
 }  // namespace textrix::command

@@ -2,10 +2,12 @@
 // it to the provider (textrix call): reading the selection from FILE or standard input, detecting
 // its type, putting it on a pasteboard and writing the result to standard output.
 //
+//   SelectionInput input;
+//   if (std::optional<CommandError> error = input.open(file)) return report(*error);
+//   const std::string_view type = detectType(input.firstBytes());
 //   std::string bytes;
-//   if (std::optional<CommandError> error = readInput(file, bytes)) return report(*error);
+//   if (std::optional<CommandError> error = input.readAll(bytes)) return report(*error);
 //   ServicePasteboard pasteboard("textrix");
-//   const std::string_view type = detectType(bytes);
 //   std::optional<CommandError> error = putSelection(std::move(bytes), type, pasteboard);
 //   ...
 //   writeResult(pasteboard);
@@ -13,6 +15,7 @@
 
 #include <cstddef>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -24,9 +27,44 @@ namespace textrix::command {
 // The pasteboard type that --type names: plain, rtf or rtfd; none for any other name.
 std::optional<std::string_view> pasteboardTypeNamed(std::string_view name);
 
+// The selection's bytes as they come from a file or standard input. The first block is read ahead,
+// so that the type can be told before the rest is read.
+class SelectionInput {
+ public:
+  SelectionInput() = default;
+  ~SelectionInput();
+  SelectionInput(const SelectionInput&) = delete;
+  SelectionInput& operator=(const SelectionInput&) = delete;
+
+  // Opens the file, or standard input for none or "-", and reads its first block; the error
+  // ("cannot read FILE: reason") when it cannot.
+  std::optional<CommandError> open(std::optional<std::string_view> file);
+  // The bytes read ahead: the whole input when it is shorter than a block.
+  std::string_view firstBytes() const { return ahead_; }
+  // Reads the next bytes into buffer until it is full or the input ends: the number read (0 at the
+  // end), or none (errno set) when reading fails.
+  std::optional<std::size_t> read(std::span<char> buffer);
+  // All the bytes not read yet; a regular file in one go into a buffer of its size.
+  std::optional<CommandError> readAll(std::string& bytes);
+  // Whether the input can be read again from its start: a regular file.
+  bool canRewind() const { return start_.has_value(); }
+  // Goes back to the start; false (errno set) when the input cannot.
+  bool rewind();
+  // The error of the last failed read: "cannot read FILE: reason".
+  CommandError readError() const;
+
+ private:
+  std::string name_ = "standard input";
+  int descriptor_ = -1;
+  bool ownsDescriptor_ = false;
+  std::optional<long long> start_;  // where a regular file was opened at
+  std::string ahead_;
+  std::size_t aheadTaken_ = 0;
+  bool aheadIsAll_ = false;  // the input ended within the bytes read ahead
+};
+
 // Reads all bytes of the file, or of standard input for none or "-", into bytes; the error ("cannot
-// read FILE: reason") when they cannot be read. A regular file is read in one go into a buffer of
-// its size.
+// read FILE: reason") when they cannot be read.
 std::optional<CommandError> readInput(std::optional<std::string_view> file, std::string& bytes);
 
 // The type of the bytes: flat RTFD by its signature, RTF by "{\rtf", anything else plain text.
@@ -39,6 +77,12 @@ CommandError invalidUtf8At(std::size_t offset);
 // freed as soon as they are decoded. Returns the error with the bytes ("invalid UTF-8 at byte N").
 std::optional<CommandError> putSelection(std::string bytes, std::string_view type,
                                          ServicePasteboard& pasteboard);
+
+// Writes all of bytes to standard output; false (errno set) when it cannot.
+bool writeOut(std::string_view bytes);
+
+// The error of standard output that cannot be written: "cannot write standard output: reason".
+CommandError writeError();
 
 // Writes the content of the pasteboard's first type to standard output, after anything already
 // printed through stdio: a string as UTF-8, bytes as they are. Writes nothing for an empty

@@ -1,6 +1,7 @@
 #include "runtime/pasteboard.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace textrix {
 
@@ -26,6 +27,13 @@ std::optional<std::u16string_view> ServicePasteboard::stringForType(std::string_
   const Content* content = contentForType(type);
   if (const auto* string = content ? std::get_if<std::u16string>(content) : nullptr) return *string;
   return std::nullopt;
+}
+
+std::optional<std::u16string> ServicePasteboard::takeString(std::string_view type) {
+  Content* content = contentForType(type);
+  auto* string = content ? std::get_if<std::u16string>(content) : nullptr;
+  if (!string) return std::nullopt;
+  return std::exchange(*string, std::u16string());
 }
 
 void ServicePasteboard::declareTypes(std::vector<std::string> types) {
@@ -58,6 +66,10 @@ auto hasType(std::string_view type) {
 const ServicePasteboard::Content* ServicePasteboard::contentForType(std::string_view type) const {
   auto entry = std::find_if(contents_.begin(), contents_.end(), hasType(type));
   return entry == contents_.end() ? nullptr : &entry->content;
+}
+
+ServicePasteboard::Content* ServicePasteboard::contentForType(std::string_view type) {
+  return const_cast<Content*>(std::as_const(*this).contentForType(type));
 }
 
 void ServicePasteboard::store(Content content, std::string_view type) {

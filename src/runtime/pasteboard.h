@@ -47,6 +47,9 @@ class ServicePasteboard {
   std::optional<std::string_view> dataForType(std::string_view type) const;
   // The string stored under type; none when nothing, or bytes, are stored there.
   std::optional<std::u16string_view> stringForType(std::string_view type) const;
+  // Moves the string stored under type out, leaving the empty string there; none when nothing, or
+  // bytes, are stored there. For a reader that writes its result in the string's place.
+  std::optional<std::u16string> takeString(std::string_view type);
 
   // Declares a new list of types and empties the pasteboard.
   void declareTypes(std::vector<std::string> types);
@@ -69,6 +72,7 @@ class ServicePasteboard {
   };
 
   const Content* contentForType(std::string_view type) const;
+  Content* contentForType(std::string_view type);
   void store(Content content, std::string_view type);
 
   std::string name_;

@@ -139,43 +139,52 @@ constexpr ServiceEntry insertService(std::string_view name, std::string_view han
   return {name, handlerName, mode, message, sendTypesOf(mode), kPlainTypes, title, transform};
 }
 
+// An entry whose service works on each line of plain text alone.
+constexpr ServiceEntry lineByLine(ServiceEntry entry) {
+  entry.linesIndependent = true;
+  return entry;
+}
+
 using M = ReadMode;
 
 // The services in the order of the menu.
 const std::array kCatalogue = {
-    textService("upper", "doUpperService:userData:error:", M::mutableCopy, kUpperCaseMessage,
-                "Upper Case", editing([](auto& text) { uppercase(text); })),
-    textService("lower", "doLowerService:userData:error:", M::mutableCopy, kLowerCaseMessage,
-                "Lower Case", editing([](auto& text) { lowercase(text); })),
-    textService("capitalize-words", "doCapitalizeWordsService:userData:error:", M::mutableCopy,
-                kCapitalizeMessage, "Capitalize Words",
-                editing([](auto& text) { capitalize(text); })),
+    lineByLine(textService("upper", "doUpperService:userData:error:", M::mutableCopy,
+                           kUpperCaseMessage, "Upper Case",
+                           editing([](auto& text) { uppercase(text); }))),
+    lineByLine(textService("lower", "doLowerService:userData:error:", M::mutableCopy,
+                           kLowerCaseMessage, "Lower Case",
+                           editing([](auto& text) { lowercase(text); }))),
+    lineByLine(textService(
+        "capitalize-words", "doCapitalizeWordsService:userData:error:", M::mutableCopy,
+        kCapitalizeMessage, "Capitalize Words", editing([](auto& text) { capitalize(text); }))),
     textService("capitalize-sentences", "doCapitalizeSentencesService:userData:error:", M::plain,
                 kCapitalizeMessage, "Capitalize Sentences", mapping([](std::u16string_view text) {
                   return stringByCapitalizingSentences(text);
                 })),
-    textService("shift-left", "doShiftLeftService:userData:error:", M::plain, kShiftLeftMessage,
-                "Shift Left", mapping([](std::u16string_view text) {
-                  return stringByShiftingLinesLeft(text, Textrix::tabs());
-                })),
-    textService("shift-right", "doShiftRightService:userData:error:", M::plain, kShiftRightMessage,
-                "Shift Right",
-                mapping([](std::u16string_view text) { return stringByShiftingLinesRight(text); })),
-    textService("entab", "doEntabService:userData:error:", M::lines, kTabsMessage, "Spaces to Tabs",
-                convertTabsOfSelection<true>),
-    textService("detab", "doDetabService:userData:error:", M::lines, kTabsMessage, "Tabs to Spaces",
-                convertTabsOfSelection<false>),
-    textService("trim-left", "doTrimLeftService:userData:error:", M::plain, kTrimMessage,
-                "Trim Line Starts", mapping([](std::u16string_view text) {
-                  return stringByTrimmingLines(text, true, false);
-                })),
-    textService("trim-right", "doTrimRightService:userData:error:", M::plain, kTrimMessage,
-                "Trim Line Ends", mapping([](std::u16string_view text) {
-                  return stringByTrimmingLines(text, false, true);
-                })),
-    textService(
+    lineByLine(textService("shift-left", "doShiftLeftService:userData:error:", M::plain,
+                           kShiftLeftMessage, "Shift Left", mapping([](std::u16string_view text) {
+                             return stringByShiftingLinesLeft(text, Textrix::tabs());
+                           }))),
+    lineByLine(textService("shift-right", "doShiftRightService:userData:error:", M::plain,
+                           kShiftRightMessage, "Shift Right", mapping([](std::u16string_view text) {
+                             return stringByShiftingLinesRight(text);
+                           }))),
+    lineByLine(textService("entab", "doEntabService:userData:error:", M::lines, kTabsMessage,
+                           "Spaces to Tabs", convertTabsOfSelection<true>)),
+    lineByLine(textService("detab", "doDetabService:userData:error:", M::lines, kTabsMessage,
+                           "Tabs to Spaces", convertTabsOfSelection<false>)),
+    lineByLine(textService("trim-left", "doTrimLeftService:userData:error:", M::plain, kTrimMessage,
+                           "Trim Line Starts", mapping([](std::u16string_view text) {
+                             return stringByTrimmingLines(text, true, false);
+                           }))),
+    lineByLine(textService("trim-right", "doTrimRightService:userData:error:", M::plain,
+                           kTrimMessage, "Trim Line Ends", mapping([](std::u16string_view text) {
+                             return stringByTrimmingLines(text, false, true);
+                           }))),
+    lineByLine(textService(
         "trim", "doTrimService:userData:error:", M::plain, kTrimMessage, "Trim Lines",
-        mapping([](std::u16string_view text) { return stringByTrimmingLines(text, true, true); })),
+        mapping([](std::u16string_view text) { return stringByTrimmingLines(text, true, true); }))),
     silentService("speak-native", "doSpeakNativeService:userData:error:", M::plain, "Speak",
                   speakSelection<false>),
     silentService("speak-german", "doSpeakGermanService:userData:error:", M::plain, "Speak German",
@@ -205,53 +214,62 @@ const std::array kCatalogue = {
                   mapping([](std::u16string_view text) { return directoryListing(text); })),
     textService("reformat", "doReformatService:userData:error:", M::attributed, kReformatMessage,
                 "Reformat Paragraphs", reformatSelection),
-    textService("remove-attachments", "doRemoveAttachmentsService:userData:error:", M::mutableCopy,
-                kRemoveAttachmentsMessage, "Remove Attachments",
-                editingRichText([](AttributedText& text) { removeAttachments(text); })),
-    textService("remove-links", "doRemoveLinksService:userData:error:", M::mutableCopy,
-                kRemoveLinksMessage, "Remove Links",
-                editingRichText([](AttributedText& text) { removeLinks(text); })),
-    textService("remove-multiple-spaces", "doRemoveMultipleSpacesService:userData:error:",
-                M::mutableCopy, kRemoveMultipleSpacesMessage, "Remove Multiple Spaces",
-                editing([](auto& text) { removeMultipleSpaces(text); })),
+    lineByLine(textService("remove-attachments", "doRemoveAttachmentsService:userData:error:",
+                           M::mutableCopy, kRemoveAttachmentsMessage, "Remove Attachments",
+                           editingRichText([](AttributedText& text) { removeAttachments(text); }))),
+    lineByLine(textService("remove-links", "doRemoveLinksService:userData:error:", M::mutableCopy,
+                           kRemoveLinksMessage, "Remove Links",
+                           editingRichText([](AttributedText& text) { removeLinks(text); }))),
+    lineByLine(textService("remove-multiple-spaces",
+                           "doRemoveMultipleSpacesService:userData:error:", M::mutableCopy,
+                           kRemoveMultipleSpacesMessage, "Remove Multiple Spaces",
+                           editing([](auto& text) { removeMultipleSpaces(text); }))),
     // Removing multiple line breaks reports the spaces message: the two share it.
     textService("remove-multiple-feeds", "doRemoveMultipleFeedsService:userData:error:",
                 M::mutableCopy, kRemoveMultipleSpacesMessage, "Remove Multiple Line Breaks",
                 editing([](auto& text) { removeMultipleFeeds(text); })),
-    textService("remove-quotes", "doRemoveQuotesService:userData:error:", M::mutableCopy,
-                kRemoveQuotesMessage, "Remove Quote Marks",
-                editing([](auto& text) { removeQuotes(text); })),
-    textService("remove-line-endings", "doRemoveLineEndingsService:userData:error:", M::plain,
-                kLineEndingsMessage, "Remove Line Endings",
-                mapping([](std::u16string_view text) { return replaceLineEndings(text, u" "); })),
-    textService("macintosh-line-endings", "doMacintoshLineEndingsService:userData:error:", M::plain,
-                kLineEndingsMessage, "Macintosh Line Endings (CR)",
-                mapping([](std::u16string_view text) { return replaceLineEndings(text, u"\r"); })),
-    textService("unix-line-endings", "doUnixLineEndingsService:userData:error:", M::plain,
-                kLineEndingsMessage, "Unix Line Endings (LF)",
-                mapping([](std::u16string_view text) { return replaceLineEndings(text, u"\n"); })),
-    textService(
+    lineByLine(textService("remove-quotes", "doRemoveQuotesService:userData:error:", M::mutableCopy,
+                           kRemoveQuotesMessage, "Remove Quote Marks",
+                           editing([](auto& text) { removeQuotes(text); }))),
+    lineByLine(textService(
+        "remove-line-endings", "doRemoveLineEndingsService:userData:error:", M::plain,
+        kLineEndingsMessage, "Remove Line Endings",
+        mapping([](std::u16string_view text) { return replaceLineEndings(text, u" "); }))),
+    lineByLine(textService(
+        "macintosh-line-endings", "doMacintoshLineEndingsService:userData:error:", M::plain,
+        kLineEndingsMessage, "Macintosh Line Endings (CR)",
+        mapping([](std::u16string_view text) { return replaceLineEndings(text, u"\r"); }))),
+    lineByLine(textService(
+        "unix-line-endings", "doUnixLineEndingsService:userData:error:", M::plain,
+        kLineEndingsMessage, "Unix Line Endings (LF)",
+        mapping([](std::u16string_view text) { return replaceLineEndings(text, u"\n"); }))),
+    lineByLine(textService(
         "windows-line-endings", "doWindowsLineEndingsService:userData:error:", M::plain,
         kLineEndingsMessage, "Windows Line Endings (CR LF)",
-        mapping([](std::u16string_view text) { return replaceLineEndings(text, u"\r\n"); })),
-    textService("rotate", "doRotateService:userData:error:", M::plain, kRotateMessage,
-                "Rotate Letters (ROT13)", mapping([](std::u16string_view text) {
-                  return stringByRotating13(std::u16string(text));
-                })),
-    textService("mac2windows", "doMac2WindowsService:userData:error:", M::plain, kEncodingMessage,
-                "Repair Mac Text for Windows",
-                mapping([](std::u16string_view text) { return mac2Windows(text); })),
-    textService("windows2mac", "doWindows2MacService:userData:error:", M::plain, kEncodingMessage,
-                "Repair Windows Text for Mac",
-                mapping([](std::u16string_view text) { return windows2Mac(text); })),
+        mapping([](std::u16string_view text) { return replaceLineEndings(text, u"\r\n"); }))),
+    lineByLine(textService("rotate", "doRotateService:userData:error:", M::plain, kRotateMessage,
+                           "Rotate Letters (ROT13)", mapping([](std::u16string_view text) {
+                             return stringByRotating13(std::u16string(text));
+                           }))),
+    lineByLine(textService("mac2windows", "doMac2WindowsService:userData:error:", M::plain,
+                           kEncodingMessage, "Repair Mac Text for Windows",
+                           mapping([](std::u16string_view text) { return mac2Windows(text); }))),
+    lineByLine(textService("windows2mac", "doWindows2MacService:userData:error:", M::plain,
+                           kEncodingMessage, "Repair Windows Text for Mac",
+                           mapping([](std::u16string_view text) { return windows2Mac(text); }))),
     textService("smart-quotes", "doSmartQuotesService:userData:error:", M::attributedCopy,
                 kQuotesMessage, "Smart Quotes", convertToSmartQuotesOfUser),
-    textService("straight-quotes", "doStraightQuotesService:userData:error:", M::attributedCopy,
-                kQuotesMessage, "Straight Quotes",
-                editing([](auto& text) { convertToStraightQuotes(text); })),
+    lineByLine(textService("straight-quotes", "doStraightQuotesService:userData:error:",
+                           M::attributedCopy, kQuotesMessage, "Straight Quotes",
+                           editing([](auto& text) { convertToStraightQuotes(text); }))),
     silentService("statistics", "doStatisticsService:userData:error:", M::plain, "Statistics",
                   showStatistics),
 };
+
+bool offersPlainTextOnly(const ServicePasteboard& pasteboard) {
+  return !pasteboard.containsType(kRTFDPboardType) && !pasteboard.containsType(kRTFPboardType) &&
+         pasteboard.containsType(kStringPboardType);
+}
 
 // The selection as plain text, viewed where the pasteboard holds it when plain text is all it
 // offers, so that the service reads it without a copy; rich text is read into storage. The view
@@ -259,20 +277,23 @@ const std::array kCatalogue = {
 std::optional<std::u16string_view> plainSelection(const Service& service,
                                                   const ServicePasteboard& pasteboard,
                                                   std::u16string& storage) {
-  if (pasteboard.containsType(kRTFDPboardType) || pasteboard.containsType(kRTFPboardType)) {
-    std::optional<ServiceText> text = service.getStringOfPboard(pasteboard, false);
-    if (!text) return std::nullopt;
-    storage = std::get<std::u16string>(std::move(*text));
-    return storage;
-  }
-  if (!pasteboard.containsType(kStringPboardType)) return std::nullopt;
-  return pasteboard.stringForType(kStringPboardType);
+  if (offersPlainTextOnly(pasteboard)) return pasteboard.stringForType(kStringPboardType);
+  std::optional<ServiceText> text = service.getStringOfPboard(pasteboard, false);
+  if (!text) return std::nullopt;
+  storage = std::get<std::u16string>(std::move(*text));
+  return storage;
 }
 
 // The selection with its attributes, read by the operation that the read mode names; each gives
-// the caller a text of its own.
+// the caller a text of its own. Plain text alone is moved off the pasteboard rather than copied:
+// a service that reads with attributes always writes its result back in its place.
 std::optional<ServiceText> attributedSelection(const Service& service,
-                                               const ServicePasteboard& pasteboard, ReadMode mode) {
+                                               ServicePasteboard& pasteboard, ReadMode mode) {
+  if (offersPlainTextOnly(pasteboard)) {
+    if (std::optional<std::u16string> text = pasteboard.takeString(kStringPboardType)) {
+      return ServiceText(std::move(*text));
+    }
+  }
   switch (mode) {
     case ReadMode::mutableCopy:
     case ReadMode::lines:
@@ -297,7 +318,7 @@ std::optional<ServiceText> plainResult(Textrix& provider, const ServiceEntry& en
 }
 
 std::optional<ServiceText> attributedResult(Textrix& provider, const ServiceEntry& entry,
-                                            const ServicePasteboard& pasteboard) {
+                                            ServicePasteboard& pasteboard) {
   std::optional<ServiceText> text = attributedSelection(provider, pasteboard, entry.readMode);
   if (text) std::get<TextTransform>(entry.transform)(*text, provider);
   return text;

@@ -49,6 +49,10 @@ struct ServiceEntry {
   std::string_view menuTitle;
   // A PlainTransform for the read modes plain and none, a TextTransform for the others.
   std::variant<PlainTransform, TextTransform> transform;
+  // Whether the service's result for plain text is its results for the text's lines put together,
+  // each depending on its line alone, with a result for any text: such a service can go through a
+  // long text line by line.
+  bool linesIndependent = false;
 };
 
 // All services, in the order of the menu.

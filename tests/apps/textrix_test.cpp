@@ -73,6 +73,41 @@ TEST_F(Command, FiltersStandardInputOrAFileToStandardOutput) {
   }
 }
 
+// More than the command keeps in memory of a pipe, so that it goes through a temporary file too.
+TEST_F(Command, StreamsALongTextFromAFileOrAPipeAlike) {
+  const std::string line = "a straße, \xF0\x9F\x98\x80 Σ\r\n";
+  const std::string upperLine = "A STRASSE, \xF0\x9F\x98\x80 Σ\r\n";
+  const std::size_t count = (std::size_t{20} << 20) / line.size();
+  std::string text, upper;
+  for (std::size_t i = 0; i < count; ++i) text += line, upper += upperLine;
+  const std::string invalid = text + "\xC3(";
+  const auto file = directory_ / "long.txt";
+  const std::vector<std::string> piped = {"/bin/sh", "-c", "cat \"$0\" | \"$1\" upper",
+                                          file.string(), TEXTRIX_COMMAND};
+  std::ofstream(file, std::ios::binary) << text;
+  EXPECT_EQ(run({"upper", file.string()}).out, upper);
+  EXPECT_EQ(execute(piped, "", baseEnvironment()).out, upper);
+
+  std::ofstream(file, std::ios::binary) << invalid;
+  const std::string error = "textrix: invalid UTF-8 at byte " + std::to_string(text.size()) + "\n";
+  for (const Outcome& result : {run({"upper"}, invalid), execute(piped, "", baseEnvironment())}) {
+    EXPECT_EQ(result.status, 2);
+    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(result.err, error);
+  }
+}
+
+TEST_F(Command, ReportsAnOutputThatCannotBeWritten) {
+  const std::vector<std::string> full = {"/bin/sh", "-c", "\"$0\" \"$1\" >/dev/full",
+                                         TEXTRIX_COMMAND};
+  for (const std::string service : {"upper", "sort-ascending"}) {
+    const Outcome result =
+        execute({full[0], full[1], full[2], full[3], service}, "some text\n", baseEnvironment());
+    EXPECT_EQ(result.status, 2);
+    EXPECT_EQ(result.err, "textrix: cannot write standard output: No space left on device\n");
+  }
+}
+
 TEST_F(Command, TheTabWidthIsClampedAndWrittenBack) {
   std::ofstream(settings()) << "TabulatorWidth=1\n";
   const Outcome result = run({"detab"}, "\tx");
