@@ -12,7 +12,102 @@
 #include <cstring>
 #include <functional>
 
+#include "util/shared_library.h"
+
 namespace textrix {
+namespace {
+
+// The functions of libxcb that the selections use. The library is loaded when a display is first
+// connected to, so that a run that never reads a selection neither loads it nor needs it.
+struct XcbLibrary {
+  decltype(&xcb_change_property) changeProperty;
+  decltype(&xcb_change_window_attributes) changeWindowAttributes;
+  decltype(&xcb_connect) connect;
+  decltype(&xcb_connection_has_error) connectionHasError;
+  decltype(&xcb_convert_selection) convertSelection;
+  decltype(&xcb_create_window) createWindow;
+  decltype(&xcb_delete_property) deleteProperty;
+  decltype(&xcb_disconnect) disconnect;
+  decltype(&xcb_flush) flush;
+  decltype(&xcb_generate_id) generateId;
+  decltype(&xcb_get_atom_name) getAtomName;
+  decltype(&xcb_get_atom_name_name) getAtomNameName;
+  decltype(&xcb_get_atom_name_name_length) getAtomNameNameLength;
+  decltype(&xcb_get_atom_name_reply) getAtomNameReply;
+  decltype(&xcb_get_file_descriptor) getFileDescriptor;
+  decltype(&xcb_get_property) getProperty;
+  decltype(&xcb_get_property_reply) getPropertyReply;
+  decltype(&xcb_get_property_value) getPropertyValue;
+  decltype(&xcb_get_property_value_length) getPropertyValueLength;
+  decltype(&xcb_get_selection_owner) getSelectionOwner;
+  decltype(&xcb_get_selection_owner_reply) getSelectionOwnerReply;
+  decltype(&xcb_get_setup) getSetup;
+  decltype(&xcb_intern_atom) internAtom;
+  decltype(&xcb_intern_atom_reply) internAtomReply;
+  decltype(&xcb_poll_for_event) pollForEvent;
+  decltype(&xcb_screen_next) screenNext;
+  decltype(&xcb_send_event) sendEvent;
+  decltype(&xcb_set_selection_owner) setSelectionOwner;
+  decltype(&xcb_setup_roots_iterator) setupRootsIterator;
+  decltype(&xcb_wait_for_event) waitForEvent;
+};
+
+// libxcb, or what went wrong loading it or one of its functions.
+struct XcbLoading {
+  std::optional<XcbLibrary> library;
+  std::string error;
+};
+
+XcbLoading loadXcbLibrary() {
+  SharedLibrary library("libxcb.so.1");
+  XcbLibrary xcb;
+  library.resolve(xcb.changeProperty, "xcb_change_property");
+  library.resolve(xcb.changeWindowAttributes, "xcb_change_window_attributes");
+  library.resolve(xcb.connect, "xcb_connect");
+  library.resolve(xcb.connectionHasError, "xcb_connection_has_error");
+  library.resolve(xcb.convertSelection, "xcb_convert_selection");
+  library.resolve(xcb.createWindow, "xcb_create_window");
+  library.resolve(xcb.deleteProperty, "xcb_delete_property");
+  library.resolve(xcb.disconnect, "xcb_disconnect");
+  library.resolve(xcb.flush, "xcb_flush");
+  library.resolve(xcb.generateId, "xcb_generate_id");
+  library.resolve(xcb.getAtomName, "xcb_get_atom_name");
+  library.resolve(xcb.getAtomNameName, "xcb_get_atom_name_name");
+  library.resolve(xcb.getAtomNameNameLength, "xcb_get_atom_name_name_length");
+  library.resolve(xcb.getAtomNameReply, "xcb_get_atom_name_reply");
+  library.resolve(xcb.getFileDescriptor, "xcb_get_file_descriptor");
+  library.resolve(xcb.getProperty, "xcb_get_property");
+  library.resolve(xcb.getPropertyReply, "xcb_get_property_reply");
+  library.resolve(xcb.getPropertyValue, "xcb_get_property_value");
+  library.resolve(xcb.getPropertyValueLength, "xcb_get_property_value_length");
+  library.resolve(xcb.getSelectionOwner, "xcb_get_selection_owner");
+  library.resolve(xcb.getSelectionOwnerReply, "xcb_get_selection_owner_reply");
+  library.resolve(xcb.getSetup, "xcb_get_setup");
+  library.resolve(xcb.internAtom, "xcb_intern_atom");
+  library.resolve(xcb.internAtomReply, "xcb_intern_atom_reply");
+  library.resolve(xcb.pollForEvent, "xcb_poll_for_event");
+  library.resolve(xcb.screenNext, "xcb_screen_next");
+  library.resolve(xcb.sendEvent, "xcb_send_event");
+  library.resolve(xcb.setSelectionOwner, "xcb_set_selection_owner");
+  library.resolve(xcb.setupRootsIterator, "xcb_setup_roots_iterator");
+  library.resolve(xcb.waitForEvent, "xcb_wait_for_event");
+  if (!library.ok()) return {std::nullopt, library.error()};
+  return {xcb, {}};
+}
+
+// libxcb, loaded on the first call.
+const XcbLoading& loadedXcb() {
+  static const XcbLoading loading = loadXcbLibrary();
+  return loading;
+}
+
+// libxcb, for every step that works on a connection: connections are made only once it is loaded.
+const XcbLibrary& xcb() {
+  return *loadedXcb().library;
+}
+
+}  // namespace
+
 namespace detail {
 
 struct X11State {
@@ -21,7 +116,7 @@ struct X11State {
   xcb_window_t window = XCB_NONE;  // unmapped, receives properties and their changes
 
   ~X11State() {
-    if (connection) xcb_disconnect(connection);
+    if (connection) xcb().disconnect(connection);
   }
 };
 
@@ -44,9 +139,9 @@ XcbPointer<T> owned(T* pointer) {
 constexpr std::size_t kIncrChunkBytes = std::size_t{256} << 10;
 
 xcb_atom_t atomNamed(xcb_connection_t* connection, std::string_view name) {
-  auto reply = owned(xcb_intern_atom_reply(
+  auto reply = owned(xcb().internAtomReply(
       connection,
-      xcb_intern_atom(connection, 0, static_cast<std::uint16_t>(name.size()), name.data()),
+      xcb().internAtom(connection, 0, static_cast<std::uint16_t>(name.size()), name.data()),
       nullptr));
   return reply ? reply->atom : XCB_NONE;
 }
@@ -55,12 +150,12 @@ xcb_atom_t atomNamed(xcb_connection_t* connection, std::string_view name) {
 std::vector<std::string> atomNames(xcb_connection_t* connection,
                                    const std::vector<xcb_atom_t>& atoms) {
   std::vector<xcb_get_atom_name_cookie_t> cookies;
-  for (xcb_atom_t atom : atoms) cookies.push_back(xcb_get_atom_name(connection, atom));
+  for (xcb_atom_t atom : atoms) cookies.push_back(xcb().getAtomName(connection, atom));
   std::vector<std::string> names;
   for (xcb_get_atom_name_cookie_t cookie : cookies) {
-    auto reply = owned(xcb_get_atom_name_reply(connection, cookie, nullptr));
-    names.push_back(reply ? std::string(xcb_get_atom_name_name(reply.get()),
-                                        xcb_get_atom_name_name_length(reply.get()))
+    auto reply = owned(xcb().getAtomNameReply(connection, cookie, nullptr));
+    names.push_back(reply ? std::string(xcb().getAtomNameName(reply.get()),
+                                        xcb().getAtomNameNameLength(reply.get()))
                           : std::string());
   }
   return names;
@@ -72,15 +167,15 @@ XcbPointer<xcb_generic_event_t> waitForEvent(
     xcb_connection_t* connection, Clock::time_point deadline,
     const std::function<bool(const xcb_generic_event_t&)>& matches) {
   while (true) {
-    while (xcb_generic_event_t* event = xcb_poll_for_event(connection)) {
+    while (xcb_generic_event_t* event = xcb().pollForEvent(connection)) {
       auto pointer = owned(event);
       if (matches(*pointer)) return pointer;
     }
-    if (xcb_connection_has_error(connection)) return owned<xcb_generic_event_t>(nullptr);
+    if (xcb().connectionHasError(connection)) return owned<xcb_generic_event_t>(nullptr);
     const auto left =
         std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()).count();
     if (left <= 0) return owned<xcb_generic_event_t>(nullptr);
-    pollfd descriptor{xcb_get_file_descriptor(connection), POLLIN, 0};
+    pollfd descriptor{xcb().getFileDescriptor(connection), POLLIN, 0};
     ::poll(&descriptor, 1, static_cast<int>(std::min<long long>(left, 1000)));
   }
 }
@@ -91,39 +186,44 @@ std::uint8_t eventType(const xcb_generic_event_t& event) {
 
 // A window of the connection's first screen that no one sees, with property changes selected.
 xcb_window_t createHiddenWindow(xcb_connection_t* connection, xcb_window_t root) {
-  const xcb_window_t window = xcb_generate_id(connection);
+  const xcb_window_t window = xcb().generateId(connection);
   const std::uint32_t mask = XCB_EVENT_MASK_PROPERTY_CHANGE;
-  xcb_create_window(connection, XCB_COPY_FROM_PARENT, window, root, 0, 0, 1, 1, 0,
-                    XCB_WINDOW_CLASS_INPUT_ONLY, XCB_COPY_FROM_PARENT, XCB_CW_EVENT_MASK, &mask);
+  xcb().createWindow(connection, XCB_COPY_FROM_PARENT, window, root, 0, 0, 1, 1, 0,
+                     XCB_WINDOW_CLASS_INPUT_ONLY, XCB_COPY_FROM_PARENT, XCB_CW_EVENT_MASK, &mask);
   return window;
 }
 
-// Connects and creates the hidden window; null with the problem set when the display is not there.
+// Connects and creates the hidden window; null with the problem set when the display is not there
+// or libxcb cannot be loaded.
 std::unique_ptr<X11State> connect(const std::string& display, std::string& problem) {
+  if (const XcbLoading& loading = loadedXcb(); !loading.library) {
+    problem = "cannot use the X display without libxcb (install libxcb1): " + loading.error;
+    return nullptr;
+  }
   auto state = std::make_unique<X11State>();
   int screenNumber = 0;
-  state->connection = xcb_connect(display.c_str(), &screenNumber);
-  if (xcb_connection_has_error(state->connection)) {
+  state->connection = xcb().connect(display.c_str(), &screenNumber);
+  if (xcb().connectionHasError(state->connection)) {
     problem = "cannot open the X display " + (display.empty() ? std::string("(none)") : display);
     return nullptr;
   }
-  xcb_screen_iterator_t screens = xcb_setup_roots_iterator(xcb_get_setup(state->connection));
-  for (int i = 0; i < screenNumber && screens.rem > 0; ++i) xcb_screen_next(&screens);
+  xcb_screen_iterator_t screens = xcb().setupRootsIterator(xcb().getSetup(state->connection));
+  for (int i = 0; i < screenNumber && screens.rem > 0; ++i) xcb().screenNext(&screens);
   if (screens.rem == 0) {
     problem = "the X display " + display + " has no screen " + std::to_string(screenNumber);
     return nullptr;
   }
   state->root = screens.data->root;
   state->window = createHiddenWindow(state->connection, state->root);
-  xcb_flush(state->connection);
+  xcb().flush(state->connection);
   return state;
 }
 
 // The server time now, learnt from the change event of an empty append to the window's property.
 xcb_timestamp_t serverTime(xcb_connection_t* connection, xcb_window_t window, xcb_atom_t property) {
-  xcb_change_property(connection, XCB_PROP_MODE_APPEND, window, property, XCB_ATOM_STRING, 8, 0,
-                      nullptr);
-  xcb_flush(connection);
+  xcb().changeProperty(connection, XCB_PROP_MODE_APPEND, window, property, XCB_ATOM_STRING, 8, 0,
+                       nullptr);
+  xcb().flush(connection);
   auto event = waitForEvent(connection, Clock::now() + kSelectionTimeout, [&](const auto& e) {
     return eventType(e) == XCB_PROPERTY_NOTIFY &&
            reinterpret_cast<const xcb_property_notify_event_t&>(e).window == window;
@@ -136,15 +236,15 @@ xcb_timestamp_t serverTime(xcb_connection_t* connection, xcb_window_t window, xc
 std::optional<std::pair<xcb_atom_t, std::string>> takeProperty(xcb_connection_t* connection,
                                                                xcb_window_t window,
                                                                xcb_atom_t property) {
-  auto reply = owned(xcb_get_property_reply(
+  auto reply = owned(xcb().getPropertyReply(
       connection,
-      xcb_get_property(connection, 1, window, property, XCB_GET_PROPERTY_TYPE_ANY, 0, 0x1FFFFFFF),
+      xcb().getProperty(connection, 1, window, property, XCB_GET_PROPERTY_TYPE_ANY, 0, 0x1FFFFFFF),
       nullptr));
   if (!reply) return std::nullopt;
-  const auto* value = static_cast<const char*>(xcb_get_property_value(reply.get()));
+  const auto* value = static_cast<const char*>(xcb().getPropertyValue(reply.get()));
   return std::pair{
       reply->type,
-      std::string(value, static_cast<std::size_t>(xcb_get_property_value_length(reply.get())))};
+      std::string(value, static_cast<std::size_t>(xcb().getPropertyValueLength(reply.get())))};
 }
 
 // The owner's side of one transfer in INCR steps: what is left to send to whom.
@@ -174,16 +274,16 @@ class SelectionServer {
   bool own() {
     xcb_connection_t* c = state_.connection;
     time_ = serverTime(c, state_.window, atomNamed(c, "TEXTRIX_TIME"));
-    xcb_set_selection_owner(c, state_.window, selection_, time_);
+    xcb().setSelectionOwner(c, state_.window, selection_, time_);
     auto reply =
-        owned(xcb_get_selection_owner_reply(c, xcb_get_selection_owner(c, selection_), nullptr));
+        owned(xcb().getSelectionOwnerReply(c, xcb().getSelectionOwner(c, selection_), nullptr));
     return reply && reply->owner == state_.window;
   }
 
   // Answers requests until another client owns the selection or the connection ends.
   void serve() {
     xcb_connection_t* c = state_.connection;
-    while (xcb_generic_event_t* raw = xcb_wait_for_event(c)) {
+    while (xcb_generic_event_t* raw = xcb().waitForEvent(c)) {
       auto event = owned(raw);
       switch (eventType(*event)) {
         case XCB_SELECTION_CLEAR:
@@ -198,7 +298,7 @@ class SelectionServer {
         default:
           break;
       }
-      xcb_flush(c);
+      xcb().flush(c);
     }
   }
 
@@ -214,23 +314,23 @@ class SelectionServer {
     } else if (request.target == targets_) {
       std::vector<xcb_atom_t> offered = {targets_, timestamp_};
       offered.insert(offered.end(), atoms_.begin(), atoms_.end());
-      xcb_change_property(c, XCB_PROP_MODE_REPLACE, request.requestor, property, XCB_ATOM_ATOM, 32,
-                          static_cast<std::uint32_t>(offered.size()), offered.data());
+      xcb().changeProperty(c, XCB_PROP_MODE_REPLACE, request.requestor, property, XCB_ATOM_ATOM, 32,
+                           static_cast<std::uint32_t>(offered.size()), offered.data());
     } else if (request.target == timestamp_) {
-      xcb_change_property(c, XCB_PROP_MODE_REPLACE, request.requestor, property, XCB_ATOM_INTEGER,
-                          32, 1, &time_);
+      xcb().changeProperty(c, XCB_PROP_MODE_REPLACE, request.requestor, property, XCB_ATOM_INTEGER,
+                           32, 1, &time_);
     } else if (found != atoms_.end()) {
       const std::size_t index = static_cast<std::size_t>(found - atoms_.begin());
       const std::string& bytes = contents_[index].bytes;
       if (bytes.size() <= kIncrChunkBytes) {
-        xcb_change_property(c, XCB_PROP_MODE_REPLACE, request.requestor, property, *found, 8,
-                            static_cast<std::uint32_t>(bytes.size()), bytes.data());
+        xcb().changeProperty(c, XCB_PROP_MODE_REPLACE, request.requestor, property, *found, 8,
+                             static_cast<std::uint32_t>(bytes.size()), bytes.data());
       } else {
         const std::uint32_t mask = XCB_EVENT_MASK_PROPERTY_CHANGE;
-        xcb_change_window_attributes(c, request.requestor, XCB_CW_EVENT_MASK, &mask);
+        xcb().changeWindowAttributes(c, request.requestor, XCB_CW_EVENT_MASK, &mask);
         const auto size = static_cast<std::uint32_t>(bytes.size());
-        xcb_change_property(c, XCB_PROP_MODE_REPLACE, request.requestor, property, incr_, 32, 1,
-                            &size);
+        xcb().changeProperty(c, XCB_PROP_MODE_REPLACE, request.requestor, property, incr_, 32, 1,
+                             &size);
         transfers_.push_back({request.requestor, property, *found, index, 0, false});
       }
     } else {
@@ -246,7 +346,7 @@ class SelectionServer {
     // xcb_send_event always sends 32 bytes.
     char buffer[32] = {};
     std::memcpy(buffer, &notify, sizeof notify);
-    xcb_send_event(c, 0, request.requestor, XCB_EVENT_MASK_NO_EVENT, buffer);
+    xcb().sendEvent(c, 0, request.requestor, XCB_EVENT_MASK_NO_EVENT, buffer);
   }
 
   // The requestor deleted the property of a transfer: the next chunk, or the empty end.
@@ -258,16 +358,16 @@ class SelectionServer {
     if (transfer == transfers_.end()) return;
     xcb_connection_t* c = state_.connection;
     if (transfer->finished) {
-      xcb_change_property(c, XCB_PROP_MODE_REPLACE, transfer->requestor, transfer->property,
-                          transfer->type, 8, 0, nullptr);
+      xcb().changeProperty(c, XCB_PROP_MODE_REPLACE, transfer->requestor, transfer->property,
+                           transfer->type, 8, 0, nullptr);
       transfers_.erase(transfer);
       return;
     }
     const std::string& bytes = contents_[transfer->content].bytes;
     const std::size_t length = std::min(kIncrChunkBytes, bytes.size() - transfer->offset);
-    xcb_change_property(c, XCB_PROP_MODE_REPLACE, transfer->requestor, transfer->property,
-                        transfer->type, 8, static_cast<std::uint32_t>(length),
-                        bytes.data() + transfer->offset);
+    xcb().changeProperty(c, XCB_PROP_MODE_REPLACE, transfer->requestor, transfer->property,
+                         transfer->type, 8, static_cast<std::uint32_t>(length),
+                         bytes.data() + transfer->offset);
     transfer->offset += length;
     transfer->finished = transfer->offset == bytes.size();
   }
@@ -334,10 +434,10 @@ std::optional<std::string> X11Connection::readSelection(std::string_view selecti
   const xcb_window_t window = state_->window;
   const xcb_atom_t property = atomNamed(c, "TEXTRIX_SELECTION");
   const xcb_atom_t incr = atomNamed(c, "INCR");
-  xcb_delete_property(c, window, property);
-  xcb_convert_selection(c, window, atomNamed(c, selection), atomNamed(c, target), property,
-                        XCB_CURRENT_TIME);
-  xcb_flush(c);
+  xcb().deleteProperty(c, window, property);
+  xcb().convertSelection(c, window, atomNamed(c, selection), atomNamed(c, target), property,
+                         XCB_CURRENT_TIME);
+  xcb().flush(c);
   auto notify = waitForEvent(c, Clock::now() + kSelectionTimeout, [&](const auto& event) {
     return eventType(event) == XCB_SELECTION_NOTIFY &&
            reinterpret_cast<const xcb_selection_notify_event_t&>(event).requestor == window;
@@ -348,7 +448,7 @@ std::optional<std::string> X11Connection::readSelection(std::string_view selecti
   }
   auto first = takeProperty(c, window, property);
   if (!first) return std::nullopt;
-  xcb_flush(c);
+  xcb().flush(c);
   if (first->first != incr) return std::move(first->second);
   // INCR: the owner writes the content piece by piece, each after this side deleted the last one,
   // and ends with an empty piece.
@@ -361,7 +461,7 @@ std::optional<std::string> X11Connection::readSelection(std::string_view selecti
     });
     if (!changed) return std::nullopt;
     auto piece = takeProperty(c, window, property);
-    xcb_flush(c);
+    xcb().flush(c);
     if (!piece) return std::nullopt;
     if (piece->second.empty()) return bytes;
     bytes += piece->second;
@@ -378,23 +478,23 @@ std::vector<std::string> X11Connection::selectionTargets(std::string_view select
 
 std::string X11Connection::activeWindowClass() {
   xcb_connection_t* c = state_->connection;
-  auto active = owned(xcb_get_property_reply(
+  auto active = owned(xcb().getPropertyReply(
       c,
-      xcb_get_property(c, 0, state_->root, atomNamed(c, "_NET_ACTIVE_WINDOW"), XCB_ATOM_WINDOW, 0,
-                       1),
+      xcb().getProperty(c, 0, state_->root, atomNamed(c, "_NET_ACTIVE_WINDOW"), XCB_ATOM_WINDOW, 0,
+                        1),
       nullptr));
-  if (!active || active->format != 32 || xcb_get_property_value_length(active.get()) < 4) {
+  if (!active || active->format != 32 || xcb().getPropertyValueLength(active.get()) < 4) {
     return {};
   }
   xcb_window_t window;
-  std::memcpy(&window, xcb_get_property_value(active.get()), sizeof window);
+  std::memcpy(&window, xcb().getPropertyValue(active.get()), sizeof window);
   if (window == XCB_NONE) return {};
-  auto wmClass = owned(xcb_get_property_reply(
-      c, xcb_get_property(c, 0, window, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, 0, 256), nullptr));
+  auto wmClass = owned(xcb().getPropertyReply(
+      c, xcb().getProperty(c, 0, window, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, 0, 256), nullptr));
   if (!wmClass) return {};
   // WM_CLASS is "instance\0class\0".
-  const std::string value(static_cast<const char*>(xcb_get_property_value(wmClass.get())),
-                          static_cast<std::size_t>(xcb_get_property_value_length(wmClass.get())));
+  const std::string value(static_cast<const char*>(xcb().getPropertyValue(wmClass.get())),
+                          static_cast<std::size_t>(xcb().getPropertyValueLength(wmClass.get())));
   const std::size_t end = value.find('\0');
   if (end == std::string::npos) return {};
   return std::string(value.c_str() + end + 1);

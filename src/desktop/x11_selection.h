@@ -1,7 +1,9 @@
 // The X11 selections, over libxcb: reading what the owner of PRIMARY or CLIPBOARD offers, learning
 // the class of the active window, and owning a selection with several targets from a background
 // process until another client takes it. Every wait on another client has a deadline, so that an
-// owner that never answers cannot hang the caller.
+// owner that never answers cannot hang the caller. libxcb is loaded when a display is first
+// connected to; where it cannot be loaded, no connection opens and the problem says what to
+// install.
 //
 //   std::string problem;
 //   std::unique_ptr<textrix::X11Connection> x = textrix::X11Connection::open(":0", problem);
@@ -36,7 +38,8 @@ struct X11State;
 // A client connection to an X server.
 class X11Connection final {
  public:
-  // Connects to the display (as $DISPLAY names it); null with the problem set when it cannot.
+  // Connects to the display (as $DISPLAY names it); null with the problem set when it cannot, or
+  // when libxcb cannot be loaded.
   static std::unique_ptr<X11Connection> open(const std::string& display, std::string& problem);
   ~X11Connection();
   X11Connection(const X11Connection&) = delete;

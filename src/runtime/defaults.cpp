@@ -201,11 +201,14 @@ void UserDefaults::setDouble(double value, std::string_view key) {
 
 void UserDefaults::setString(std::string_view value, std::string_view key) {
   auto found = values_.find(key);
-  if (found != values_.end()) {
+  if (found == values_.end()) {
+    values_.emplace(std::string(key), std::string(value));
+  } else if (found->second != value) {
     found->second = value;
   } else {
-    values_.emplace(std::string(key), std::string(value));
+    return;
   }
+  changed_ = true;
 }
 
 void UserDefaults::setOrRemoveString(std::optional<std::string_view> value, std::string_view key) {
@@ -222,11 +225,14 @@ void UserDefaults::setOrRemoveObject(std::optional<std::string_view> value, std:
 
 void UserDefaults::removeObjectForKey(std::string_view key) {
   auto found = values_.find(key);
-  if (found != values_.end()) values_.erase(found);
+  if (found == values_.end()) return;
+  values_.erase(found);
+  changed_ = true;
 }
 
 std::string UserDefaults::synchronize() {
   if (unreadable_) return "cannot read " + path_.string() + ", so it is left as it is";
+  if (!changed_) return {};
   std::error_code error;
   if (path_.has_parent_path()) std::filesystem::create_directories(path_.parent_path(), error);
   if (error) return "cannot create " + path_.parent_path().string() + ": " + error.message();
@@ -250,6 +256,7 @@ std::string UserDefaults::synchronize() {
     std::filesystem::remove(temporary, error);
     return "cannot replace " + path_.string() + ": " + reason;
   }
+  changed_ = false;
   return {};
 }
 

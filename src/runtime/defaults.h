@@ -3,7 +3,8 @@
 //
 // The file is $TEXTRIX_DEFAULTS when set, else $XDG_CONFIG_HOME/textrix/defaults (XDG_CONFIG_HOME
 // defaulting to ~/.config). Values are strings; the typed readings interpret them as the accessors
-// say. Writes go to memory until synchronize(), which replaces the file atomically.
+// say. Writes go to memory until synchronize(), which replaces the file atomically when a value has
+// changed since the file was read or last written, and leaves it alone otherwise.
 //
 //   textrix::UserDefaults& defaults = textrix::UserDefaults::standardUserDefaults();
 //   int width = defaults.integerForKey("TabulatorWidth", 4);
@@ -70,7 +71,9 @@ class UserDefaults {
   void removeObjectForKey(std::string_view key);
 
   // Writes the store to its file (creating its directory), through a temporary file renamed over
-  // the old one. Returns an empty string on success, else what went wrong.
+  // the old one, when a key has been added, changed or removed since the store was read or last
+  // written; a value set to what it already was is no change. Returns an empty string on success
+  // (nothing to write included), else what went wrong.
   std::string synchronize();
 
   // Whether a key can be stored: non-empty, without '=', line breaks or NUL.
@@ -82,6 +85,7 @@ class UserDefaults {
   std::filesystem::path path_;
   std::map<std::string, std::string, std::less<>> values_;
   bool unreadable_ = false;
+  bool changed_ = false;  // values_ differs from what the file holds
 };
 
 }  // namespace textrix

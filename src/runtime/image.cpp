@@ -8,8 +8,67 @@
 #include <memory>
 #include <new>
 
+#include "util/shared_library.h"
+
 namespace textrix {
 namespace {
+
+// The functions of libtiff that images use. The library is loaded when an image is first read or
+// written, so that a run without images neither loads it nor needs it.
+struct TiffLibrary {
+  decltype(&TIFFOpenOptionsAlloc) openOptionsAlloc;
+  decltype(&TIFFOpenOptionsFree) openOptionsFree;
+  decltype(&TIFFOpenOptionsSetErrorHandlerExtR) openOptionsSetErrorHandler;
+  decltype(&TIFFOpenOptionsSetWarningHandlerExtR) openOptionsSetWarningHandler;
+  decltype(&TIFFOpenOptionsSetMaxSingleMemAlloc) openOptionsSetMaxSingleMemAlloc;
+  decltype(&TIFFClientOpenExt) clientOpen;
+  decltype(&TIFFClose) close;
+  decltype(&TIFFGetFieldDefaulted) getFieldDefaulted;
+  decltype(&TIFFSetField) setField;
+  decltype(&TIFFIsTiled) isTiled;
+  decltype(&TIFFScanlineSize64) scanlineSize;
+  decltype(&TIFFReadScanline) readScanline;
+  decltype(&TIFFReadRGBAImageOriented) readRgbaImage;
+  decltype(&TIFFWriteScanline) writeScanline;
+  decltype(&TIFFDefaultStripSize) defaultStripSize;
+  decltype(&TIFFFlush) flush;
+};
+
+std::optional<TiffLibrary> loadTiffLibrary() {
+  SharedLibrary library("libtiff.so.6");
+  TiffLibrary tiff;
+  library.resolve(tiff.openOptionsAlloc, "TIFFOpenOptionsAlloc");
+  library.resolve(tiff.openOptionsFree, "TIFFOpenOptionsFree");
+  library.resolve(tiff.openOptionsSetErrorHandler, "TIFFOpenOptionsSetErrorHandlerExtR");
+  library.resolve(tiff.openOptionsSetWarningHandler, "TIFFOpenOptionsSetWarningHandlerExtR");
+  library.resolve(tiff.openOptionsSetMaxSingleMemAlloc, "TIFFOpenOptionsSetMaxSingleMemAlloc");
+  library.resolve(tiff.clientOpen, "TIFFClientOpenExt");
+  library.resolve(tiff.close, "TIFFClose");
+  library.resolve(tiff.getFieldDefaulted, "TIFFGetFieldDefaulted");
+  library.resolve(tiff.setField, "TIFFSetField");
+  library.resolve(tiff.isTiled, "TIFFIsTiled");
+  library.resolve(tiff.scanlineSize, "TIFFScanlineSize64");
+  library.resolve(tiff.readScanline, "TIFFReadScanline");
+  library.resolve(tiff.readRgbaImage, "TIFFReadRGBAImageOriented");
+  library.resolve(tiff.writeScanline, "TIFFWriteScanline");
+  library.resolve(tiff.defaultStripSize, "TIFFDefaultStripSize");
+  library.resolve(tiff.flush, "TIFFFlush");
+  if (!library.ok()) return std::nullopt;
+  return tiff;
+}
+
+// libtiff, loaded on the first call; null when it, or a function of it, is missing: there are no
+// images then.
+const TiffLibrary* loadedLibtiff() {
+  static const std::optional<TiffLibrary> library = loadTiffLibrary();
+  return library ? &*library : nullptr;
+}
+
+// libtiff, for the steps below imageFromTiff and tiffRepresentationUsingCompression, which have
+// made sure that it is loaded.
+const TiffLibrary& libtiff() {
+  return *loadedLibtiff();
+}
 
 // The bytes libtiff reads or writes, with its position in them: a file to libtiff.
 struct MemoryFile {
@@ -75,25 +134,25 @@ int ignoreMessage(TIFF*, void*, const char*, const char*, va_list) {
 }
 
 struct TiffCloser {
-  void operator()(TIFF* tiff) const { TIFFClose(tiff); }
+  void operator()(TIFF* tiff) const { libtiff().close(tiff); }
 };
 using Tiff = std::unique_ptr<TIFF, TiffCloser>;
 
 struct OpenOptionsFreer {
-  void operator()(TIFFOpenOptions* options) const { TIFFOpenOptionsFree(options); }
+  void operator()(TIFFOpenOptions* options) const { libtiff().openOptionsFree(options); }
 };
 
 // Opens the memory as a TIFF in libtiff's mode ("r" or "w"), with no allocation of libtiff's
 // larger than maxAllocation bytes (0: no bound). Null when libtiff refuses it.
 Tiff openTiff(MemoryFile& file, const char* mode, std::uint64_t maxAllocation) {
-  const std::unique_ptr<TIFFOpenOptions, OpenOptionsFreer> options(TIFFOpenOptionsAlloc());
+  const std::unique_ptr<TIFFOpenOptions, OpenOptionsFreer> options(libtiff().openOptionsAlloc());
   if (!options) throw std::bad_alloc();
-  TIFFOpenOptionsSetErrorHandlerExtR(options.get(), ignoreMessage, nullptr);
-  TIFFOpenOptionsSetWarningHandlerExtR(options.get(), ignoreMessage, nullptr);
-  TIFFOpenOptionsSetMaxSingleMemAlloc(options.get(), static_cast<tmsize_t>(maxAllocation));
-  return Tiff(TIFFClientOpenExt("memory", mode, &file, readMemory, writeMemory, seekMemory,
-                                closeMemory, sizeOfMemory, mapNothing, unmapNothing,
-                                options.get()));
+  libtiff().openOptionsSetErrorHandler(options.get(), ignoreMessage, nullptr);
+  libtiff().openOptionsSetWarningHandler(options.get(), ignoreMessage, nullptr);
+  libtiff().openOptionsSetMaxSingleMemAlloc(options.get(), static_cast<tmsize_t>(maxAllocation));
+  return Tiff(libtiff().clientOpen("memory", mode, &file, readMemory, writeMemory, seekMemory,
+                                   closeMemory, sizeOfMemory, mapNothing, unmapNothing,
+                                   options.get()));
 }
 
 std::uint64_t decodeBudget(std::size_t tiffSize) {
@@ -104,7 +163,7 @@ std::uint64_t decodeBudget(std::size_t tiffSize) {
 template <typename T>
 T fieldOrDefault(TIFF* tiff, ttag_t tag) {
   T value{};
-  TIFFGetFieldDefaulted(tiff, tag, &value);
+  libtiff().getFieldDefaulted(tiff, tag, &value);
   return value;
 }
 
@@ -112,22 +171,22 @@ T fieldOrDefault(TIFF* tiff, ttag_t tag) {
 bool isPlainRgba(TIFF* tiff) {
   std::uint16_t extraCount = 0;
   std::uint16_t* extraTypes = nullptr;
-  TIFFGetFieldDefaulted(tiff, TIFFTAG_EXTRASAMPLES, &extraCount, &extraTypes);
+  libtiff().getFieldDefaulted(tiff, TIFFTAG_EXTRASAMPLES, &extraCount, &extraTypes);
   return fieldOrDefault<std::uint16_t>(tiff, TIFFTAG_BITSPERSAMPLE) == 8 &&
          fieldOrDefault<std::uint16_t>(tiff, TIFFTAG_SAMPLESPERPIXEL) == 4 &&
          fieldOrDefault<std::uint16_t>(tiff, TIFFTAG_SAMPLEFORMAT) == SAMPLEFORMAT_UINT &&
          fieldOrDefault<std::uint16_t>(tiff, TIFFTAG_PHOTOMETRIC) == PHOTOMETRIC_RGB &&
          fieldOrDefault<std::uint16_t>(tiff, TIFFTAG_PLANARCONFIG) == PLANARCONFIG_CONTIG &&
          fieldOrDefault<std::uint16_t>(tiff, TIFFTAG_ORIENTATION) == ORIENTATION_TOPLEFT &&
-         !TIFFIsTiled(tiff) && extraCount == 1 && extraTypes[0] == EXTRASAMPLE_UNASSALPHA;
+         !libtiff().isTiled(tiff) && extraCount == 1 && extraTypes[0] == EXTRASAMPLE_UNASSALPHA;
 }
 
 // Reads the rows as stored; libtiff's RGBA interface would premultiply their alpha.
 bool readPlainRgba(TIFF* tiff, Image& image) {
   const std::size_t rowSize = std::size_t{image.width} * 4;
-  if (TIFFScanlineSize64(tiff) != rowSize) return false;
+  if (libtiff().scanlineSize(tiff) != rowSize) return false;
   for (std::uint32_t row = 0; row < image.height; ++row) {
-    if (TIFFReadScanline(tiff, image.rgba.data() + row * rowSize, row, 0) < 0) return false;
+    if (libtiff().readScanline(tiff, image.rgba.data() + row * rowSize, row, 0) < 0) return false;
   }
   return true;
 }
@@ -141,8 +200,8 @@ std::uint8_t unpremultiplied(std::uint32_t component, std::uint32_t alpha) {
 bool readThroughRgbaInterface(TIFF* tiff, Image& image) {
   // libtiff fills one 32-bit word per pixel, in storage the pixels then take over byte by byte.
   auto* raster = reinterpret_cast<std::uint32_t*>(image.rgba.data());
-  if (!TIFFReadRGBAImageOriented(tiff, image.width, image.height, raster, ORIENTATION_TOPLEFT,
-                                 /*stop_on_error=*/1)) {
+  if (!libtiff().readRgbaImage(tiff, image.width, image.height, raster, ORIENTATION_TOPLEFT,
+                               /*stop_on_error=*/1)) {
     return false;
   }
   for (std::uint8_t* pixel = image.rgba.data(); pixel != image.rgba.data() + image.rgba.size();
@@ -165,7 +224,7 @@ bool writeRows(TIFF* tiff, const Image& image) {
   for (std::uint32_t y = 0; y < image.height; ++y) {
     std::copy_n(image.rgba.begin() + static_cast<std::ptrdiff_t>(y * rowSize), rowSize,
                 row.begin());
-    if (TIFFWriteScanline(tiff, row.data(), y, 0) < 0) return false;
+    if (libtiff().writeScanline(tiff, row.data(), y, 0) < 0) return false;
   }
   return true;
 }
@@ -175,22 +234,23 @@ bool writeTiff(MemoryFile& file, const Image& image, TiffCompression compression
   const Tiff owned = openTiff(file, "w", 0);
   TIFF* const tiff = owned.get();
   const std::uint16_t extraSamples[] = {EXTRASAMPLE_UNASSALPHA};
-  return tiff && TIFFSetField(tiff, TIFFTAG_IMAGEWIDTH, image.width) &&
-         TIFFSetField(tiff, TIFFTAG_IMAGELENGTH, image.height) &&
-         TIFFSetField(tiff, TIFFTAG_BITSPERSAMPLE, 8) &&
-         TIFFSetField(tiff, TIFFTAG_SAMPLESPERPIXEL, 4) &&
-         TIFFSetField(tiff, TIFFTAG_EXTRASAMPLES, 1, extraSamples) &&
-         TIFFSetField(tiff, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_RGB) &&
-         TIFFSetField(tiff, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG) &&
-         TIFFSetField(tiff, TIFFTAG_ORIENTATION, ORIENTATION_TOPLEFT) &&
-         TIFFSetField(tiff, TIFFTAG_COMPRESSION, static_cast<std::uint16_t>(compression)) &&
-         TIFFSetField(tiff, TIFFTAG_ROWSPERSTRIP, TIFFDefaultStripSize(tiff, 0)) &&
-         writeRows(tiff, image) && TIFFFlush(tiff);
+  return tiff && libtiff().setField(tiff, TIFFTAG_IMAGEWIDTH, image.width) &&
+         libtiff().setField(tiff, TIFFTAG_IMAGELENGTH, image.height) &&
+         libtiff().setField(tiff, TIFFTAG_BITSPERSAMPLE, 8) &&
+         libtiff().setField(tiff, TIFFTAG_SAMPLESPERPIXEL, 4) &&
+         libtiff().setField(tiff, TIFFTAG_EXTRASAMPLES, 1, extraSamples) &&
+         libtiff().setField(tiff, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_RGB) &&
+         libtiff().setField(tiff, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG) &&
+         libtiff().setField(tiff, TIFFTAG_ORIENTATION, ORIENTATION_TOPLEFT) &&
+         libtiff().setField(tiff, TIFFTAG_COMPRESSION, static_cast<std::uint16_t>(compression)) &&
+         libtiff().setField(tiff, TIFFTAG_ROWSPERSTRIP, libtiff().defaultStripSize(tiff, 0)) &&
+         writeRows(tiff, image) && libtiff().flush(tiff);
 }
 
 }  // namespace
 
 std::optional<Image> imageFromTiff(std::string_view bytes) {
+  if (!loadedLibtiff()) return std::nullopt;
   MemoryFile file{bytes};
   const std::uint64_t budget = decodeBudget(bytes.size());
   const Tiff tiff = openTiff(file, "r", budget);
@@ -213,6 +273,7 @@ std::string tiffRepresentationUsingCompression(const Image& image, TiffCompressi
       image.rgba.size() != std::uint64_t{image.width} * image.height * 4) {
     return {};
   }
+  if (!loadedLibtiff()) return {};
   std::string bytes;
   MemoryFile file{{}, &bytes};
   if (!writeTiff(file, image, compression)) return {};

@@ -10,7 +10,9 @@
 //         textrix::tiffRepresentationUsingCompression(*image, textrix::TiffCompression::lzw, 1.0f);
 //   }
 //
-// libtiff's warnings and errors stay inside: bytes it cannot read are simply no image.
+// libtiff's warnings and errors stay inside: bytes it cannot read are simply no image. libtiff is
+// loaded when an image is first read or written; where it cannot be loaded, no bytes are an image
+// and no image has TIFF bytes.
 #pragma once
 
 #include <cstdint>
@@ -40,13 +42,13 @@ inline constexpr std::uint64_t kMaxTiffDecodeSize = std::uint64_t{1} << 32;
 inline constexpr std::uint64_t kMaxTiffFreeDecodeSize = std::uint64_t{64} << 20;
 inline constexpr std::uint64_t kMaxTiffExpansion = 4096;
 
-// The image a TIFF holds (its first page), or none when the bytes are not a TIFF libtiff can read
-// or their pixels would pass the bounds above. Linear in the pixels.
+// The image a TIFF holds (its first page), or none when the bytes are not a TIFF libtiff can read,
+// their pixels would pass the bounds above, or libtiff cannot be loaded. Linear in the pixels.
 std::optional<Image> imageFromTiff(std::string_view bytes);
 
 // The TIFF bytes of an image, compressed as asked; factor is kept for the interface (lossless
 // compressions ignore it). An empty image (no pixels), or one whose rgba does not hold width *
-// height * 4 bytes, gives empty bytes.
+// height * 4 bytes, gives empty bytes, as does any image when libtiff cannot be loaded.
 std::string tiffRepresentationUsingCompression(const Image& image, TiffCompression compression,
                                                float factor);
 

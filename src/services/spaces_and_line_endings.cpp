@@ -10,25 +10,19 @@
 namespace textrix {
 namespace {
 
-// Where a collapsing scan stops looking.
-enum class ScanEnd {
-  length,     // plain text: at the end of the text
-  shortfall,  // attributed text: one unit earlier for every run replaced so far
-};
-
-// Reports every maximal run of members, up to the scan's end, as replaced by the one unit
-// replacement.
+// Reports every maximal run of members of attributed text, up to the scan's end, as replaced by the
+// one unit replacement.
 //
 // The attributed collapse keeps the end it had when it edited the text run by run: the end moved
 // back by the length of each run replaced although the text shrank by one unit less, so, counted
 // in units of the unedited text, it moves back one unit per run, and the last runs of a text may
-// be left as they are.
+// be left as they are. Plain text is collapsed to its end.
 //
 // A run that already is the replacement alone is counted but not reported: the edit would change
 // neither the characters nor their attributes.
 template <class IsMember>
 void scanRunCollapses(std::u16string_view text, IsMember isMember, char16_t replacement,
-                      ScanEnd scanEnd, EditSink& out) {
+                      EditSink& out) {
   const std::u16string_view replacementUnit(&replacement, 1);
   std::size_t end = text.size();
   for (std::size_t i = 0; i < end;) {
@@ -39,7 +33,7 @@ void scanRunCollapses(std::u16string_view text, IsMember isMember, char16_t repl
     std::size_t runEnd = i + 1;
     while (runEnd < end && isMember(text[runEnd])) ++runEnd;
     if (runEnd - i > 1 || text[i] != replacement) out.replace(i, runEnd - i, replacementUnit);
-    if (scanEnd == ScanEnd::shortfall) --end;
+    --end;
     i = runEnd;
   }
 }
@@ -48,43 +42,21 @@ const CharacterSetRep* blanksOf(bool feeds) {
   return feeds ? whiteCharacterSetRep() : spaceCharacterSetRep();
 }
 
-// Applies edits that never lengthen the text to the text itself, moving the units after each edit
-// down: a collapse needs no second copy of a long text.
-class ShrinkingRewriter final : public EditSink {
- public:
-  explicit ShrinkingRewriter(std::u16string& text) : text_(text) {}
-
-  // replacement is no longer than length, and not part of the text.
-  void replace(std::size_t start, std::size_t length, std::u16string_view replacement) override {
-    moveDownTo(start);
-    std::copy(replacement.begin(), replacement.end(), text_.begin() + written_);
-    written_ += replacement.size();
-    read_ = start + length;
-  }
-
-  void finish() {
-    moveDownTo(text_.size());
-    text_.resize(written_);
-  }
-
- private:
-  void moveDownTo(std::size_t position) {
-    if (written_ != read_)
-      std::copy(text_.begin() + read_, text_.begin() + position, text_.begin() + written_);
-    written_ += position - read_;
-    read_ = position;
-  }
-
-  std::u16string& text_;
-  std::size_t read_ = 0;     // units of the text read so far
-  std::size_t written_ = 0;  // units of the result written so far, at the start of the text
-};
-
+// Collapses every maximal run of members to the one unit replacement, in place and in one pass:
+// each unit is written where the result has got to, and the write pointer stays put on the second
+// and later members of a run. No branch depends on the text, so mixed text goes at the speed of
+// memory.
 template <class IsMember>
 void collapseRuns(std::u16string& text, IsMember isMember, char16_t replacement) {
-  ShrinkingRewriter out(text);
-  scanRunCollapses(text, isMember, replacement, ScanEnd::length, out);
-  out.finish();
+  std::size_t written = 0;
+  bool inRun = false;
+  for (const char16_t c : text) {
+    const bool member = isMember(c);
+    text[written] = member ? replacement : c;
+    written += static_cast<std::size_t>(!(member && inRun));
+    inRun = member;
+  }
+  text.resize(written);
 }
 
 }  // namespace
@@ -108,8 +80,7 @@ void removeMultipleSpacesAndFeeds(AttributedText& text, bool feeds) {
   const CharacterSetRep* blanks = blanksOf(feeds);
   text.rewrite([&](EditSink& out) {
     scanRunCollapses(
-        text.string(), [blanks](char16_t c) { return blanks->contains(c); }, u' ',
-        ScanEnd::shortfall, out);
+        text.string(), [blanks](char16_t c) { return blanks->contains(c); }, u' ', out);
   });
 }
 
@@ -121,7 +92,7 @@ void removeMultipleFeeds(AttributedText& text) {
   text.rewrite([&](EditSink& out) {
     scanRunCollapses(
         text.string(), [](char16_t c) { return isFeedCharacter(c, FeedSet::attributed); }, u'\n',
-        ScanEnd::shortfall, out);
+        out);
   });
 }
 

@@ -20,6 +20,7 @@
 #include "services/german_phonemes.h"
 #include "services/textrix.h"
 #include "text/encodings.h"
+#include "util/shared_library.h"
 
 namespace textrix {
 namespace {
@@ -145,6 +146,57 @@ std::string spokenUtf8(std::u16string_view text) {
 
 using SampleSink = std::function<bool(std::span<const std::int16_t>)>;
 
+// The functions of the speech engine's library that speech uses. The library is loaded when speech
+// is first made, so that a run without speech neither loads it nor needs it.
+struct EspeakLibrary {
+  decltype(&espeak_ng_InitializePath) initializePath;
+  decltype(&espeak_ng_Initialize) initialize;
+  decltype(&espeak_ng_ClearErrorContext) clearErrorContext;
+  decltype(&espeak_ng_InitializeOutput) initializeOutput;
+  decltype(&espeak_ng_GetSampleRate) sampleRate;
+  decltype(&espeak_SetSynthCallback) setSynthCallback;
+  decltype(&espeak_Synth) synthesize;
+};
+
+// The speech engine's library, or none when it, or a function of it, is missing.
+std::optional<EspeakLibrary> loadEspeakLibrary() {
+  SharedLibrary library("libespeak-ng.so.1");
+  EspeakLibrary espeak;
+  library.resolve(espeak.initializePath, "espeak_ng_InitializePath");
+  library.resolve(espeak.initialize, "espeak_ng_Initialize");
+  library.resolve(espeak.clearErrorContext, "espeak_ng_ClearErrorContext");
+  library.resolve(espeak.initializeOutput, "espeak_ng_InitializeOutput");
+  library.resolve(espeak.sampleRate, "espeak_ng_GetSampleRate");
+  library.resolve(espeak.setSynthCallback, "espeak_SetSynthCallback");
+  library.resolve(espeak.synthesize, "espeak_Synth");
+  if (!library.ok()) return std::nullopt;
+  return espeak;
+}
+
+// The functions of the sound library that the player uses, loaded when speech is first played.
+struct PcaudioLibrary {
+  decltype(&create_audio_device_object) createDeviceObject;
+  decltype(&audio_object_open) open;
+  decltype(&audio_object_write) write;
+  decltype(&audio_object_flush) flush;
+  decltype(&audio_object_drain) drain;
+  decltype(&audio_object_close) close;
+};
+
+// The sound library, or none when it, or a function of it, is missing.
+std::optional<PcaudioLibrary> loadPcaudioLibrary() {
+  SharedLibrary library("libpcaudio.so.0");
+  PcaudioLibrary pcaudio;
+  library.resolve(pcaudio.createDeviceObject, "create_audio_device_object");
+  library.resolve(pcaudio.open, "audio_object_open");
+  library.resolve(pcaudio.write, "audio_object_write");
+  library.resolve(pcaudio.flush, "audio_object_flush");
+  library.resolve(pcaudio.drain, "audio_object_drain");
+  library.resolve(pcaudio.close, "audio_object_close");
+  if (!library.ok()) return std::nullopt;
+  return pcaudio;
+}
+
 static_assert(sizeof(short) == sizeof(std::int16_t));
 
 // The speech engine: one per process, set up on first use, synthesizing for one caller at a time
@@ -161,8 +213,8 @@ class SpeechEngine {
     std::lock_guard lock(mutex_);
     if (!ready()) return false;
     // The sink travels as the speech's user data, which every event of a piece carries.
-    espeak_Synth(utf8.c_str(), utf8.size() + 1, 0, POS_CHARACTER, 0, espeakCHARS_UTF8, nullptr,
-                 const_cast<SampleSink*>(&sink));
+    espeak_->synthesize(utf8.c_str(), utf8.size() + 1, 0, POS_CHARACTER, 0, espeakCHARS_UTF8,
+                        nullptr, const_cast<SampleSink*>(&sink));
     return true;
   }
 
@@ -176,23 +228,24 @@ class SpeechEngine {
  private:
   bool ready() {
     if (!setUp_) {
-      sampleRate_ = setUpEngine();
+      espeak_ = loadEspeakLibrary();
+      sampleRate_ = espeak_ ? setUpEngine(*espeak_) : 0;
       setUp_ = true;
     }
     return sampleRate_ != 0;
   }
 
   // Sets up the engine with its default voice; the sample rate, or 0 when it cannot be set up.
-  static std::uint32_t setUpEngine() {
-    espeak_ng_InitializePath(nullptr);
+  static std::uint32_t setUpEngine(const EspeakLibrary& espeak) {
+    espeak.initializePath(nullptr);
     espeak_ng_ERROR_CONTEXT context = nullptr;
-    const espeak_ng_STATUS status = espeak_ng_Initialize(&context);
-    espeak_ng_ClearErrorContext(&context);
+    const espeak_ng_STATUS status = espeak.initialize(&context);
+    espeak.clearErrorContext(&context);
     if (status != ENS_OK) return 0;
     // Synchronous: the samples come back through receive, in the calling thread.
-    if (espeak_ng_InitializeOutput(ENOUTPUT_MODE_SYNCHRONOUS, 0, nullptr) != ENS_OK) return 0;
-    espeak_SetSynthCallback(receive);
-    return static_cast<std::uint32_t>(std::max(espeak_ng_GetSampleRate(), 0));
+    if (espeak.initializeOutput(ENOUTPUT_MODE_SYNCHRONOUS, 0, nullptr) != ENS_OK) return 0;
+    espeak.setSynthCallback(receive);
+    return static_cast<std::uint32_t>(std::max(espeak.sampleRate(), 0));
   }
 
   // Answers 0 to go on, 1 to cut the speech off. No samples mark the end of the speech.
@@ -206,7 +259,8 @@ class SpeechEngine {
   }
 
   std::mutex mutex_;
-  std::atomic<bool> setUp_{false};  // the one attempt to set up the engine has been made
+  std::optional<EspeakLibrary> espeak_;  // loaded by the one attempt to set up the engine
+  std::atomic<bool> setUp_{false};       // the one attempt to set up the engine has been made
   std::atomic<std::uint32_t> sampleRate_{0};
 };
 
@@ -214,10 +268,13 @@ constexpr audio_object_format kSampleFormat = std::endian::native == std::endian
                                                   ? AUDIO_OBJECT_FORMAT_S16LE
                                                   : AUDIO_OBJECT_FORMAT_S16BE;
 
-// The sound device, opened by one player at a time; created once and never destroyed.
+// The sound device, opened by one player at a time; created once and never destroyed. Without the
+// sound library there is no device object, and nothing is played.
 struct SoundDevice {
   std::mutex inUse;
-  audio_object* object = create_audio_device_object(nullptr, "Textrix", "Speech");
+  std::optional<PcaudioLibrary> pcaudio = loadPcaudioLibrary();
+  audio_object* object =
+      pcaudio ? pcaudio->createDeviceObject(nullptr, "Textrix", "Speech") : nullptr;
 
   static SoundDevice& shared() {
     static auto* device = new SoundDevice();
@@ -329,18 +386,18 @@ void SpeechSynthesizer::play(std::string utf8) {
   std::lock_guard lock(device.inUse);
   const std::uint32_t sampleRate = detail::speechSampleRate();
   if (device.object != nullptr &&
-      audio_object_open(device.object, kSampleFormat, sampleRate, 1) == 0) {
+      device.pcaudio->open(device.object, kSampleFormat, sampleRate, 1) == 0) {
     detail::synthesizeSpeech(utf8, [&](std::span<const std::int16_t> samples) {
       return !stopRequested_ &&
-             audio_object_write(device.object, samples.data(), samples.size_bytes()) == 0 &&
+             device.pcaudio->write(device.object, samples.data(), samples.size_bytes()) == 0 &&
              !stopRequested_;
     });
     if (stopRequested_) {
-      audio_object_flush(device.object);
+      device.pcaudio->flush(device.object);
     } else {
-      audio_object_drain(device.object);
+      device.pcaudio->drain(device.object);
     }
-    audio_object_close(device.object);
+    device.pcaudio->close(device.object);
   }
   playing_ = false;
 }

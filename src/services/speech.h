@@ -4,7 +4,8 @@
 // Speech goes where the provider's environment says (SpeechOutput): to the sound device, played
 // in the background while the provider goes on serving; into a WAV file; or, as text, to a
 // printer function. At most one synthesizer exists at a time: a new speech cuts off the one
-// before it.
+// before it. The speech engine's library and the sound library are loaded when speech is first
+// made; where one cannot be loaded, that speech is silence.
 //
 //   textrix::stringByConvertingGermanToEnglishPhonemes(u"Ich kann 2 sehen");
 //       // "EEHSH KUN  TSwIGH  sAY HEN"
@@ -89,7 +90,8 @@ bool hasSoundOutput();
 
 // Synthesizes utf8 (text in UTF-8 without U+0000) with the engine's default voice and hands its
 // 16-bit samples to sink, piece by piece, until sink answers false. The engine is set up on the
-// first call and used by one caller at a time. False when there is no engine (its data missing).
+// first call and used by one caller at a time. False when there is no engine (its library or its
+// data missing).
 bool synthesizeSpeech(const std::string& utf8,
                       const std::function<bool(std::span<const std::int16_t>)>& sink);
 // The engine's samples per second, or 0 when there is no engine.

@@ -2,8 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+
 #include <fstream>
 
+#include "support/files.h"
 #include "support/scratch.h"
 
 namespace textrix {
@@ -78,6 +81,57 @@ TEST_F(UserDefaultsTest, SynchronizeWritesAFileThatReadsBackTheSame) {
   EXPECT_EQ(again.doubleForKey("Ratio"), 0.1);
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(file().parent_path()), {}), 1)
       << "no temporary file is left behind";
+}
+
+// The identity of the file: replacing it, as synchronize does, gives a new inode.
+ino_t inodeOf(const std::filesystem::path& path) {
+  struct stat status {};
+  return ::stat(path.c_str(), &status) == 0 ? status.st_ino : 0;
+}
+
+TEST_F(UserDefaultsTest, SynchronizeLeavesTheFileAloneWhenNothingChanged) {
+  UserDefaults nothingSet(file());
+  EXPECT_EQ(nothingSet.synchronize(), "");
+  EXPECT_FALSE(std::filesystem::exists(file())) << "nothing to write, so no file";
+
+  std::filesystem::create_directories(file().parent_path());
+  std::ofstream(file()) << "Name=x\nTabulatorWidth=8\n# kept as it is\n";
+  const ino_t inode = inodeOf(file());
+  UserDefaults defaults(file());
+  defaults.setInteger(8, "TabulatorWidth");
+  defaults.setString("x", "Name");
+  defaults.setOrRemoveObject(std::nullopt, "Absent");
+  defaults.removeObjectForKey("Absent");
+  EXPECT_EQ(defaults.synchronize(), "");
+  EXPECT_EQ(inodeOf(file()), inode);
+  EXPECT_EQ(slurp(file()), "Name=x\nTabulatorWidth=8\n# kept as it is\n");
+}
+
+TEST_F(UserDefaultsTest, SynchronizeWritesAChangedAddedOrRemovedValue) {
+  std::filesystem::create_directories(file().parent_path());
+  std::ofstream(file()) << "Gone=1\nTabulatorWidth=8\n";
+  struct Change {
+    const char* what;
+    void (*make)(UserDefaults&);
+    const char* contents;
+  };
+  const Change changes[] = {
+      {"changed", [](UserDefaults& d) { d.setInteger(9, "TabulatorWidth"); },
+       "Gone=1\nTabulatorWidth=9\n"},
+      {"added", [](UserDefaults& d) { d.setString("", "Empty"); },
+       "Empty=\nGone=1\nTabulatorWidth=9\n"},
+      {"removed", [](UserDefaults& d) { d.removeObjectForKey("Gone"); },
+       "Empty=\nTabulatorWidth=9\n"},
+  };
+  for (const Change& change : changes) {
+    SCOPED_TRACE(change.what);
+    const ino_t before = inodeOf(file());
+    UserDefaults defaults(file());
+    change.make(defaults);
+    EXPECT_EQ(defaults.synchronize(), "");
+    EXPECT_EQ(slurp(file()), change.contents);
+    EXPECT_NE(inodeOf(file()), before);
+  }
 }
 
 TEST_F(UserDefaultsTest, AnUnreadableFileIsNeverOverwritten) {

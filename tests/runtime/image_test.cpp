@@ -2,19 +2,18 @@
 
 #include <gtest/gtest.h>
 #include <tiffio.h>
-#include <unistd.h>
 
 #include <cstdint>
-#include <filesystem>
-#include <fstream>
+#include <cstdio>
+#include <cstdlib>
+#include <optional>
 #include <string>
+#include <string_view>
 
-#include "support/files.h"
+#include "support/unloadable_libraries.h"
 
 namespace textrix {
 namespace {
-
-namespace fs = std::filesystem;
 
 // Pixels of every kind of alpha, transparent and half-transparent ones with colour.
 Image patternImage(std::uint32_t width, std::uint32_t height) {
@@ -25,45 +24,76 @@ Image patternImage(std::uint32_t width, std::uint32_t height) {
   return image;
 }
 
-// A file in the temporary directory, removed at the end of its scope.
-struct TemporaryFile {
-  TemporaryFile(std::string_view bytes = {})
-      : path(fs::temp_directory_path() /
-             ("image_test-" + std::to_string(getpid()) + "-" +
-              testing::UnitTest::GetInstance()->current_test_info()->name() + ".tiff")) {
-    std::ofstream(path, std::ios::binary) << bytes;
-  }
-  ~TemporaryFile() { fs::remove(path); }
-  const fs::path path;
-};
-
-std::uint16_t compressionOf(std::string_view tiffBytes) {
-  TemporaryFile file(tiffBytes);
-  TIFF* tiff = TIFFOpen(file.path.c_str(), "r");
-  if (!tiff) return 0;
-  std::uint16_t compression = 0;
-  TIFFGetField(tiff, TIFFTAG_COMPRESSION, &compression);
-  TIFFClose(tiff);
-  return compression;
+std::uint32_t loadLittleEndian(std::string_view bytes, std::size_t at, int size) {
+  std::uint32_t value = 0;
+  for (int i = size - 1; i >= 0; --i)
+    value = value << 8 | static_cast<std::uint8_t>(bytes.at(at + i));
+  return value;
 }
 
-// Sets a SHORT-valued tag of the first directory of a little-endian TIFF.
-void setShortTag(std::string& tiff, std::uint16_t tag, std::uint16_t value) {
-  const auto load = [&](std::size_t at, int size) {
-    std::uint32_t v = 0;
-    for (int i = size - 1; i >= 0; --i) v = v << 8 | static_cast<std::uint8_t>(tiff.at(at + i));
-    return v;
-  };
-  const std::uint32_t directory = load(4, 4);
-  for (std::uint32_t entry = 0; entry < load(directory, 2); ++entry) {
+void appendLittleEndian(std::string& bytes, std::uint32_t value, int size) {
+  for (int i = 0; i < size; ++i) bytes += static_cast<char>(value >> (8 * i));
+}
+
+// Where the value of a SHORT-valued tag of the first directory of a little-endian TIFF is.
+std::optional<std::size_t> shortTagValueAt(std::string_view tiff, std::uint16_t tag) {
+  const std::uint32_t directory = loadLittleEndian(tiff, 4, 4);
+  for (std::uint32_t entry = 0; entry < loadLittleEndian(tiff, directory, 2); ++entry) {
     const std::size_t at = directory + 2 + 12 * entry;
-    if (load(at, 2) == tag && load(at + 2, 2) == TIFF_SHORT) {
-      tiff.at(at + 8) = static_cast<char>(value & 0xFF);
-      tiff.at(at + 9) = static_cast<char>(value >> 8);
-      return;
+    if (loadLittleEndian(tiff, at, 2) == tag && loadLittleEndian(tiff, at + 2, 2) == TIFF_SHORT) {
+      return at + 8;
     }
   }
-  FAIL() << "no SHORT tag " << tag;
+  return std::nullopt;
+}
+
+std::uint16_t compressionOf(std::string_view tiff) {
+  const std::optional<std::size_t> at = shortTagValueAt(tiff, TIFFTAG_COMPRESSION);
+  return at ? static_cast<std::uint16_t>(loadLittleEndian(tiff, *at, 2)) : 0;
+}
+
+void setShortTag(std::string& tiff, std::uint16_t tag, std::uint16_t value) {
+  const std::optional<std::size_t> at = shortTagValueAt(tiff, tag);
+  ASSERT_TRUE(at) << "no SHORT tag " << tag;
+  tiff.at(*at) = static_cast<char>(value & 0xFF);
+  tiff.at(*at + 1) = static_cast<char>(value >> 8);
+}
+
+// Black, middle grey and white.
+constexpr std::string_view kGreys("\x00\x80\xFF", 3);
+
+// A TIFF as another program writes it, not as imageFromTiff's counterpart does: one row of 8-bit
+// grey pixels, uncompressed, in one strip.
+std::string greyRowTiff(std::string_view greys) {
+  struct Entry {
+    std::uint16_t tag, type;
+    std::uint32_t value;
+  };
+  constexpr std::uint32_t kEntries = 9, kPixelsAt = 8 + 2 + 12 * kEntries + 4;
+  const auto width = static_cast<std::uint32_t>(greys.size());
+  const Entry entries[kEntries] = {
+      {TIFFTAG_IMAGEWIDTH, TIFF_LONG, width},
+      {TIFFTAG_IMAGELENGTH, TIFF_LONG, 1},
+      {TIFFTAG_BITSPERSAMPLE, TIFF_SHORT, 8},
+      {TIFFTAG_COMPRESSION, TIFF_SHORT, COMPRESSION_NONE},
+      {TIFFTAG_PHOTOMETRIC, TIFF_SHORT, PHOTOMETRIC_MINISBLACK},
+      {TIFFTAG_STRIPOFFSETS, TIFF_LONG, kPixelsAt},
+      {TIFFTAG_SAMPLESPERPIXEL, TIFF_SHORT, 1},
+      {TIFFTAG_ROWSPERSTRIP, TIFF_LONG, 1},
+      {TIFFTAG_STRIPBYTECOUNTS, TIFF_LONG, width},
+  };
+  std::string tiff = "II";
+  appendLittleEndian(tiff, 42, 2);
+  appendLittleEndian(tiff, 8, 4);  // the first directory
+  appendLittleEndian(tiff, kEntries, 2);
+  for (const Entry& entry : entries) {
+    appendLittleEndian(tiff, entry.tag, 2);
+    appendLittleEndian(tiff, entry.type, 2);
+    appendLittleEndian(tiff, 1, 4);  // one value, held in the entry
+    appendLittleEndian(tiff, entry.value, 4);
+  }
+  appendLittleEndian(tiff, 0, 4);  // no next directory
+  return tiff.append(greys);
 }
 
 TEST(TiffImage, RoundTripsThroughBothCompressions) {
@@ -88,19 +118,8 @@ TEST(TiffImage, CompressesRepetitivePixelsWithLzw) {
 }
 
 TEST(TiffImage, ReadsOtherLayoutsAsRgba) {
-  TemporaryFile file;
-  TIFF* tiff = TIFFOpen(file.path.c_str(), "w");
-  ASSERT_NE(tiff, nullptr);
-  TIFFSetField(tiff, TIFFTAG_IMAGEWIDTH, 3);
-  TIFFSetField(tiff, TIFFTAG_IMAGELENGTH, 1);
-  TIFFSetField(tiff, TIFFTAG_BITSPERSAMPLE, 8);
-  TIFFSetField(tiff, TIFFTAG_SAMPLESPERPIXEL, 1);
-  TIFFSetField(tiff, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISBLACK);
-  std::uint8_t grey[] = {0, 0x80, 0xFF};
-  ASSERT_EQ(TIFFWriteScanline(tiff, grey, 0, 0), 1);
-  TIFFClose(tiff);
   const Image expected{3, 1, {0, 0, 0, 255, 0x80, 0x80, 0x80, 255, 255, 255, 255, 255}};
-  EXPECT_EQ(imageFromTiff(slurp(file.path)), expected);
+  EXPECT_EQ(imageFromTiff(greyRowTiff(kGreys)), expected);
 }
 
 TEST(TiffImage, GivesNoImageForBytesThatAreNotOne) {
@@ -138,6 +157,22 @@ TEST(TiffImage, WritesNothingForAnEmptyOrInconsistentImage) {
       EXPECT_EQ(tiffRepresentationUsingCompression(image, compression, 1.0f), "");
     }
   }
+}
+
+// Without libtiff the bytes that are an image with it (ReadsOtherLayoutsAsRgba) are none, and no
+// image has bytes: a clean failure, not a crash.
+TEST(TiffImage, IsNoneWithoutLibtiff) {
+  WithoutLoadedLibraries missing;
+  EXPECT_EXIT(
+      {
+        const bool image = imageFromTiff(greyRowTiff(kGreys)).has_value();
+        const bool bytes =
+            !tiffRepresentationUsingCompression(patternImage(2, 2), TiffCompression::lzw, 1.0f)
+                 .empty();
+        std::fprintf(stderr, "image %d, bytes %d\n", image, bytes);
+        std::exit(0);
+      },
+      testing::ExitedWithCode(0), "image 0, bytes 0");
 }
 
 }  // namespace

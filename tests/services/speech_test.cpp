@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <thread>
@@ -13,6 +14,7 @@
 #include "support/files.h"
 #include "support/pasteboards.h"
 #include "support/perform.h"
+#include "support/unloadable_libraries.h"
 
 namespace textrix {
 namespace {
@@ -154,6 +156,31 @@ TEST(SpeechServices, FailSilentlyWithoutASoundDevice) {
     EXPECT_FALSE(Textrix::isSpeaking());
   }
   unsetenv("PULSE_SERVER");
+}
+
+// Without the speech engine's library, speaking into a file writes no file and speaking to a sound
+// output (one that seems to be there) plays nothing; neither reports a message nor crashes.
+TEST(SpeechServices, FailSilentlyWithoutTheSpeechEngine) {
+  const std::filesystem::path path = std::filesystem::temp_directory_path() /
+                                     ("textrix_speech_unloaded_" + std::to_string(getpid()));
+  WithoutLoadedLibraries missing;
+  EXPECT_EXIT(
+      {
+        ServiceEnvironment toFile;
+        toFile.speechOutput.kind = SpeechOutput::Kind::wavFile;
+        toFile.speechOutput.wavPath = path.string();
+        Textrix fileProvider(toFile);
+        ServicePasteboard pasteboard = plainPasteboard(u"Hallo");
+        const std::string fileMessage = perform(fileProvider, "speak-german", pasteboard);
+        setenv("PULSE_SERVER", "unix:/nonexistent/textrix", 1);
+        Textrix deviceProvider;
+        const std::string deviceMessage = perform(deviceProvider, "speak-native", pasteboard);
+        std::fprintf(stderr, "file '%s' %d, device '%s' %d, rate %u\n", fileMessage.c_str(),
+                     std::filesystem::exists(path), deviceMessage.c_str(), Textrix::isSpeaking(),
+                     detail::speechSampleRate());
+        std::exit(0);
+      },
+      testing::ExitedWithCode(0), "file '' 0, device '' 0, rate 0");
 }
 
 }  // namespace
