@@ -55,8 +55,8 @@ int callService(std::span<const std::string_view> arguments) {
   // starting) the provider; valid text goes out as the bytes it is.
   const std::string_view type = options.selection.type.value_or(detectType(bytes));
   if (type == kStringPboardType) {
-    if (const Utf8Decoding decoded = decodeUtf8(bytes); !decoded.ok()) {
-      return report(invalidUtf8At(decoded.errorOffset));
+    if (const std::size_t offset = firstInvalidUtf8Offset(bytes); offset != Utf8Decoding::kValid) {
+      return report(invalidUtf8At(offset));
     }
   }
   const BusPasteboard request = {

@@ -88,7 +88,7 @@ BusPasteboard requestFromSelection(DesktopSelection& selection) {
   for (std::string_view type : kTextTargets) {
     if (!offers(types, type)) continue;
     std::optional<std::string> bytes = selection.read(type);
-    if (bytes && decodeUtf8(*bytes).ok()) {
+    if (bytes && firstInvalidUtf8Offset(*bytes) == Utf8Decoding::kValid) {
       add("text/plain;charset=utf-8", *bytes);
       break;
     }

@@ -123,8 +123,9 @@ std::optional<CommandError> checkUtf8(SelectionInput& input, KeptInput* kept,
     const std::string_view bytes(buffer.data(), pending + *got);
     const bool end = *got == 0;
     const std::size_t whole = end ? bytes.size() : wholeSequencesLength(bytes);
-    if (const Utf8Decoding decoded = decodeUtf8(bytes.substr(0, whole)); !decoded.ok()) {
-      invalidOffset = checked + decoded.errorOffset;
+    if (const std::size_t offset = firstInvalidUtf8Offset(bytes.substr(0, whole));
+        offset != Utf8Decoding::kValid) {
+      invalidOffset = checked + offset;
       return std::nullopt;
     }
     if (end) {

@@ -7,6 +7,8 @@
 #include <cstring>
 #include <memory>
 
+#include "text/utf8_simd.h"
+
 namespace textrix {
 namespace {
 
@@ -91,257 +93,92 @@ ConverterStatus convertShared(Convert convert, Reset reset, const From* source,
   return statusOf(status);
 }
 
-// UTF-8 and UTF-16 are converted here rather than by ICU: ICU's UTF-8 paths run at about 300 MB/s
+// UTF-8 and UTF-16 are converted here rather than by ICU: ICU's UTF-8 paths run at about 500 MB/s
 // on mixed text, and the command must keep pace with the standard tools over files of hundreds of
-// megabytes. ASCII goes through in blocks of 16 bytes that the compiler vectorizes; everything
-// else one sequence at a time. Each conversion first counts its output, so the result is allocated
-// once at its exact size. The tests hold it to ICU's conversion, unit for unit.
+// megabytes. The kernels of text/utf8_simd.h take the long stretches: with AVX2, validation 64
+// bytes a step, decoding 16 bytes and encoding 16 units a step, sequences of every length. The
+// scalar decoder takes what they leave: the last bytes, and each ill-formed sequence, whose place
+// and substitution it alone decides. The tests hold it all to ICU's conversion, unit for unit.
 
-// Whether the byte continues a sequence (10xxxxxx).
-constexpr bool isTrail(std::uint8_t byte) {
-  return (byte & 0xC0) == 0x80;
+// Decoding validates a chunk of the bytes and then decodes it while it is in the cache.
+constexpr std::ptrdiff_t kDecodeChunk = 4096;
+// The kernels store 16 units or bytes at a time: room that a buffer keeps beyond its text.
+constexpr std::ptrdiff_t kSlack = 16;
+// Below this many bytes or units a text goes to the scalar code alone.
+constexpr std::size_t kShort = 64;
+
+const std::uint8_t* bytesAt(const char* p) {
+  return reinterpret_cast<const std::uint8_t*>(p);
 }
 
-// One step through UTF-8: a well-formed sequence with its code point, or the maximal subpart of an
-// ill-formed one (the longest start of a well-formed sequence, at least one byte), which the
-// lenient decoding turns into one U+FFFD.
-struct Utf8Sequence {
-  char32_t codePoint;
-  std::uint8_t length;  // bytes, 1 to 4
-  bool valid;
+// A decoded string grows chunk by chunk through a buffer in the cache, with room for the kernels'
+// stores: std::u16string::resize would fill it with zeros first, one unit at a time (C++20 has no
+// resize_and_overwrite), and reserve and append write each unit once.
+template <typename Char, std::size_t kCapacity>
+class ChunkBuffer {
+ public:
+  // Appends to text what write puts into the buffer: write gets its start and returns where it
+  // stopped.
+  template <typename Write>
+  void append(std::basic_string<Char>& text, Write write) {
+    Char* const end = write(units_);
+    text.append(units_, static_cast<std::size_t>(end - units_));
+  }
+
+ private:
+  Char units_[kCapacity];
 };
 
-// The sequence that begins at bytes[0], looking at most available (>= 1) bytes.
-inline Utf8Sequence nextUtf8Sequence(const std::uint8_t* bytes, std::size_t available) {
-  const std::uint8_t lead = bytes[0];
-  if (lead < 0x80) return {lead, 1, true};
-  if (lead < 0xC2 || lead > 0xF4) return {0, 1, false};
-  if (lead < 0xE0) {
-    if (available < 2 || !isTrail(bytes[1])) return {0, 1, false};
-    return {(char32_t{lead} & 0x1F) << 6 | (bytes[1] & 0x3F), 2, true};
-  }
-  // The second byte's range excludes overlong forms, surrogates and values above U+10FFFF.
-  std::uint8_t low = 0x80;
-  std::uint8_t high = 0xBF;
-  if (lead == 0xE0) low = 0xA0;
-  if (lead == 0xED) high = 0x9F;
-  if (lead == 0xF0) low = 0x90;
-  if (lead == 0xF4) high = 0x8F;
-  if (available < 2 || bytes[1] < low || bytes[1] > high) return {0, 1, false};
-  if (available < 3 || !isTrail(bytes[2])) return {0, 2, false};
-  if (lead < 0xF0) {
-    return {(char32_t{lead} & 0x0F) << 12 | char32_t{bytes[1] & 0x3Fu} << 6 | (bytes[2] & 0x3F), 3,
-            true};
-  }
-  if (available < 4 || !isTrail(bytes[3])) return {0, 3, false};
-  return {(char32_t{lead} & 0x07) << 18 | char32_t{bytes[1] & 0x3Fu} << 12 |
-              char32_t{bytes[2] & 0x3Fu} << 6 | (bytes[3] & 0x3F),
-          4, true};
-}
-
-constexpr std::size_t kAsciiBlock = 16;
-
-// Whether the 16 bytes of block are all ASCII.
-inline bool isAsciiBlock(const std::uint8_t (&block)[kAsciiBlock]) {
-  std::uint64_t first;
-  std::uint64_t second;
-  std::memcpy(&first, block, 8);
-  std::memcpy(&second, block + 8, 8);
-  return ((first | second) & 0x8080808080808080u) == 0;
-}
-
-// The counting loops go in blocks of a fixed number of steps, which the compiler vectorizes.
-constexpr std::size_t kCountBlock = 32;
-
-// The UTF-16 units of a byte of well-formed text: one for a byte that begins a sequence, one more
-// for the lead byte of a four-byte sequence.
-constexpr unsigned unitsOfByte(std::uint8_t byte) {
-  return static_cast<unsigned>(!isTrail(byte)) + (byte >= 0xF0);
-}
-
-// The UTF-16 units of a well-formed text. Too few for ill-formed text, where lone continuation
-// bytes count nothing.
-std::size_t utf16LengthOfWellFormed(std::string_view bytes) {
-  const auto* data = reinterpret_cast<const std::uint8_t*>(bytes.data());
-  const std::size_t size = bytes.size();
-  std::size_t units = 0;
-  std::size_t i = 0;
-  for (; size - i >= kCountBlock; i += kCountBlock) {
-    unsigned blockUnits = 0;
-    for (std::size_t k = 0; k < kCountBlock; ++k) blockUnits += unitsOfByte(data[i + k]);
-    units += blockUnits;
-  }
-  for (; i < size; ++i) units += unitsOfByte(data[i]);
-  return units;
-}
-
-// Decodes bytes into target when kWrite, else only counts the units. Strict decoding stops at the
-// first ill-formed sequence and stores its byte offset in *errorOffset; lenient decoding writes
-// U+FFFD for each maximal subpart. Returns the number of units written or counted.
-template <bool kWrite, bool kStrict>
-std::size_t decodeInto(std::string_view bytes, char16_t* target, std::size_t* errorOffset) {
-  const auto* data = reinterpret_cast<const std::uint8_t*>(bytes.data());
-  const std::size_t size = bytes.size();
-  std::size_t units = 0;
-  std::size_t i = 0;
-  while (i < size) {
-    if (size - i >= kAsciiBlock) {
-      std::uint8_t block[kAsciiBlock];
-      std::memcpy(block, data + i, kAsciiBlock);
-      if (isAsciiBlock(block)) {
-        if constexpr (kWrite) {
-          char16_t wide[kAsciiBlock];
-          for (std::size_t k = 0; k < kAsciiBlock; ++k) wide[k] = block[k];
-          std::memcpy(target + units, wide, sizeof wide);
-        }
-        i += kAsciiBlock;
-        units += kAsciiBlock;
+// Decodes bytes onto the end of text (empty), strictly or leniently (U+FFFD for each maximal
+// subpart of an ill-formed sequence); returns the offset of the first ill-formed sequence, where
+// strict decoding stops, or Utf8Decoding::kValid.
+template <bool kStrict>
+std::size_t decodeUtf8Into(std::string_view bytes, std::u16string& text) {
+  const detail::Utf8Kernels& kernels = detail::utf8Kernels();
+  const char* const begin = bytes.data();
+  const char* const end = begin + bytes.size();
+  const bool useKernels = bytes.size() >= kShort;
+  text.reserve(bytes.size());  // a unit a byte at most
+  ChunkBuffer<char16_t, kDecodeChunk + kSlack> buffer;
+  std::size_t errorOffset = Utf8Decoding::kValid;
+  const char* p = begin;
+  while (p != end) {
+    const char* stop = end;
+    if (useKernels) {
+      const char* const chunkEnd = end - p > kDecodeChunk ? p + kDecodeChunk : end;
+      const detail::ValidPrefix valid = kernels.validPrefix(p, chunkEnd);
+      buffer.append(text, [&](char16_t* out) {
+        out = kernels.decodeValid(p, valid.end, end, out);
+        const std::uint8_t* at = bytesAt(p);
+        while (at != bytesAt(valid.end)) out = detail::decodeValidSequence(at, out);
+        p = valid.end;
+        return out;
+      });
+      // The scalar decoder goes on where the kernel flagged an error, and at the end.
+      if (valid.flagged) {
+        stop = end - p > detail::kUtf8Recheck ? p + detail::kUtf8Recheck : end;
+      } else if (chunkEnd != end) {
         continue;
       }
     }
-    // One sequence at a time to the end of the block, which is then not checked again at each byte.
-    for (const std::size_t stop = std::min(size, i + kAsciiBlock); i < stop;) {
-      if (data[i] < 0x80) {
-        if constexpr (kWrite) target[units] = data[i];
-        ++units;
-        ++i;
-        continue;
-      }
-      if (size - i >= 4) {
-        // The well-formed sequences inline, without a look at the bytes available; the code point
-        // shows an overlong form, a surrogate or a value above U+10FFFF.
-        const std::uint32_t second = data[i + 1] & 0x3Fu;
-        const std::uint32_t third = data[i + 2] & 0x3Fu;
-        if ((data[i] & 0xE0) == 0xC0 && isTrail(data[i + 1]) && data[i] >= 0xC2) {
-          if constexpr (kWrite)
-            target[units] = static_cast<char16_t>((data[i] & 0x1Fu) << 6 | second);
-          ++units;
-          i += 2;
-          continue;
+    // Sequences that begin before stop, a unit a byte at most: within the buffer, since stop is
+    // near p where the kernels go, and texts are short where they do not.
+    buffer.append(text, [&](char16_t* out) {
+      while (p < stop) {
+        const detail::Utf8Sequence sequence =
+            detail::nextUtf8Sequence(bytesAt(p), static_cast<std::size_t>(end - p));
+        if (!sequence.valid && kStrict) {
+          errorOffset = static_cast<std::size_t>(p - begin);
+          break;
         }
-        if ((data[i] & 0xF0) == 0xE0 && isTrail(data[i + 1]) && isTrail(data[i + 2])) {
-          const std::uint32_t c = (data[i] & 0x0Fu) << 12 | second << 6 | third;
-          if (c >= 0x800 && (c & 0xF800) != 0xD800) {
-            if constexpr (kWrite) target[units] = static_cast<char16_t>(c);
-            ++units;
-            i += 3;
-            continue;
-          }
-        }
-        if ((data[i] & 0xF8) == 0xF0 && isTrail(data[i + 1]) && isTrail(data[i + 2]) &&
-            isTrail(data[i + 3])) {
-          const std::uint32_t c =
-              (data[i] & 0x07u) << 18 | second << 12 | third << 6 | (data[i + 3] & 0x3Fu);
-          if (c >= 0x10000 && c <= 0x10FFFF) {
-            if constexpr (kWrite) {
-              target[units] = static_cast<char16_t>(0xD7C0 + (c >> 10));
-              target[units + 1] = static_cast<char16_t>(0xDC00 | (c & 0x3FF));
-            }
-            units += 2;
-            i += 4;
-            continue;
-          }
-        }
+        out = detail::putUtf16(sequence.valid ? sequence.codePoint : 0xFFFD, out);
+        p += sequence.length;
       }
-      // Near the end, and where the bytes are ill-formed.
-      const Utf8Sequence sequence = nextUtf8Sequence(data + i, size - i);
-      if (kStrict && !sequence.valid) {
-        *errorOffset = i;
-        return units;
-      }
-      const char32_t c = sequence.valid ? sequence.codePoint : 0xFFFD;
-      if (c < 0x10000) {
-        if constexpr (kWrite) target[units] = static_cast<char16_t>(c);
-        ++units;
-      } else {
-        if constexpr (kWrite) {
-          target[units] = static_cast<char16_t>(0xD7C0 + (c >> 10));
-          target[units + 1] = static_cast<char16_t>(0xDC00 | (c & 0x3FF));
-        }
-        units += 2;
-      }
-      i += sequence.length;
-    }
+      return out;
+    });
+    if (errorOffset != Utf8Decoding::kValid) break;
   }
-  return units;
-}
-
-constexpr bool isSurrogate(char16_t unit) {
-  return (unit & 0xF800) == 0xD800;
-}
-constexpr bool isLeadSurrogate(char16_t unit) {
-  return (unit & 0xFC00) == 0xD800;
-}
-constexpr bool isTrailSurrogate(char16_t unit) {
-  return (unit & 0xFC00) == 0xDC00;
-}
-
-// The UTF-8 bytes of unit, given the unit after it: one to three, two for each half of a surrogate
-// pair, and one more for an unpaired lead surrogate, or for a unit that is followed by an unpaired
-// trail surrogate, since the U+FFFD of either takes three. A lead surrogate is unpaired where no
-// trail surrogate follows it, a trail surrogate where no lead surrogate precedes it.
-constexpr unsigned bytesOfUnit(char16_t unit, char16_t next) {
-  return 1u + (unit >= 0x80) + (unit >= 0x800) - isSurrogate(unit) +
-         (isLeadSurrogate(unit) != isTrailSurrogate(next));
-}
-
-constexpr std::size_t kAsciiUnits = 16;
-
-// Whether the 16 units of block are all ASCII.
-inline bool isAsciiUnits(const char16_t (&block)[kAsciiUnits]) {
-  std::uint64_t lanes[4];
-  std::memcpy(lanes, block, sizeof lanes);
-  return ((lanes[0] | lanes[1] | lanes[2] | lanes[3]) & 0xFF80FF80FF80FF80u) == 0;
-}
-
-// Encodes text into target, which has room for utf8Length(text) bytes; an unpaired surrogate
-// becomes U+FFFD. Returns the number of bytes written.
-std::size_t encodeInto(std::u16string_view text, char* target) {
-  const char16_t* units = text.data();
-  const std::size_t size = text.size();
-  auto put = [target](std::size_t at, std::uint32_t byte) {
-    target[at] = static_cast<char>(static_cast<std::uint8_t>(byte));
-  };
-  std::size_t bytes = 0;
-  std::size_t i = 0;
-  while (i < size) {
-    if (size - i >= kAsciiUnits) {
-      char16_t block[kAsciiUnits];
-      std::memcpy(block, units + i, sizeof block);
-      if (isAsciiUnits(block)) {
-        char narrow[kAsciiUnits];
-        for (std::size_t k = 0; k < kAsciiUnits; ++k) narrow[k] = static_cast<char>(block[k]);
-        std::memcpy(target + bytes, narrow, sizeof narrow);
-        i += kAsciiUnits;
-        bytes += kAsciiUnits;
-        continue;
-      }
-    }
-    // One character at a time to the end of the block, which is then not checked again at each
-    // unit.
-    for (const std::size_t stop = std::min(size, i + kAsciiUnits); i < stop;) {
-      std::uint32_t c = units[i++];
-      if (c < 0x80) {
-        put(bytes++, c);
-      } else if (c < 0x800) {
-        put(bytes++, 0xC0 | c >> 6);
-        put(bytes++, 0x80 | (c & 0x3F));
-      } else if (isLeadSurrogate(static_cast<char16_t>(c)) && i < size &&
-                 isTrailSurrogate(units[i])) {
-        c = 0x10000 + ((c - 0xD800) << 10) + (units[i++] - 0xDC00u);
-        put(bytes++, 0xF0 | c >> 18);
-        put(bytes++, 0x80 | (c >> 12 & 0x3F));
-        put(bytes++, 0x80 | (c >> 6 & 0x3F));
-        put(bytes++, 0x80 | (c & 0x3F));
-      } else {
-        if (isSurrogate(static_cast<char16_t>(c))) c = 0xFFFD;
-        put(bytes++, 0xE0 | c >> 12);
-        put(bytes++, 0x80 | (c >> 6 & 0x3F));
-        put(bytes++, 0x80 | (c & 0x3F));
-      }
-    }
-  }
-  return bytes;
+  return errorOffset;
 }
 
 }  // namespace
@@ -394,44 +231,79 @@ std::optional<std::string> encodeLossy(std::u16string_view text, const char* enc
 
 Utf8Decoding decodeUtf8(std::string_view bytes) {
   Utf8Decoding decoding;
-  // Counted for well-formed text, which the decoding checks as it goes: on ill-formed text it stops
-  // before it has written more units than the well-formed part before the error counts.
-  decoding.text.resize(utf16LengthOfWellFormed(bytes));
-  decodeInto<true, true>(bytes, decoding.text.data(), &decoding.errorOffset);
+  decoding.errorOffset = decodeUtf8Into<true>(bytes, decoding.text);
   if (!decoding.ok()) std::u16string().swap(decoding.text);
   return decoding;
 }
 
 std::u16string utf16FromUtf8(std::string_view bytes) {
-  std::u16string text(decodeInto<false, false>(bytes, nullptr, nullptr), u'\0');
-  decodeInto<true, false>(bytes, text.data(), nullptr);
+  std::u16string text;
+  decodeUtf8Into<false>(bytes, text);
   return text;
 }
 
-std::size_t utf8Length(std::u16string_view text) {
-  if (text.empty()) return 0;
-  const char16_t* units = text.data();
-  const std::size_t last = text.size() - 1;
-  std::size_t bytes = isTrailSurrogate(units[0]);  // unpaired at the start
-  std::size_t i = 0;
-  for (; last - i >= kCountBlock; i += kCountBlock) {
-    unsigned blockBytes = 0;
-    for (std::size_t k = 0; k < kCountBlock; ++k) {
-      blockBytes += bytesOfUnit(units[i + k], units[i + k + 1]);
+std::size_t firstInvalidUtf8Offset(std::string_view bytes) {
+  const detail::Utf8Kernels& kernels = detail::utf8Kernels();
+  const char* const begin = bytes.data();
+  const char* const end = begin + bytes.size();
+  const char* p = begin;
+  while (p != end) {
+    const detail::ValidPrefix valid = kernels.validPrefix(p, end);
+    p = valid.end;
+    // Not flagged, the kernel stopped near the end.
+    const char* const stop =
+        valid.flagged && end - p > detail::kUtf8Recheck ? p + detail::kUtf8Recheck : end;
+    while (p < stop) {
+      const detail::Utf8Sequence sequence =
+          detail::nextUtf8Sequence(bytesAt(p), static_cast<std::size_t>(end - p));
+      if (!sequence.valid) return static_cast<std::size_t>(p - begin);
+      p += sequence.length;
     }
-    bytes += blockBytes;
   }
-  for (; i < last; ++i) bytes += bytesOfUnit(units[i], units[i + 1]);
-  return bytes + bytesOfUnit(units[last], u'\0');
+  return Utf8Decoding::kValid;
+}
+
+std::size_t utf16Length(std::string_view validUtf8) {
+  return detail::utf8Kernels().utf16Length(validUtf8.data(), validUtf8.data() + validUtf8.size());
+}
+
+std::size_t decodeValidUtf8(std::string_view validUtf8, char16_t* target) {
+  const char* p = validUtf8.data();
+  const char* const end = p + validUtf8.size();
+  char16_t* out = target;
+  if (validUtf8.size() >= kShort) {
+    // The kernel stops before the sequence that begins the last 64 bytes or less: they give at
+    // least 21 units, more than the kernel stores beyond the units it gives.
+    const std::uint8_t* limit = bytesAt(end - kShort);
+    while (limit != bytesAt(end) && detail::isUtf8Trail(*limit)) ++limit;
+    out = detail::utf8Kernels().decodeValid(p, reinterpret_cast<const char*>(limit), end, out);
+  }
+  const std::uint8_t* at = bytesAt(p);
+  while (at != bytesAt(end)) out = detail::decodeValidSequence(at, out);
+  return static_cast<std::size_t>(out - target);
+}
+
+std::size_t utf8Length(std::u16string_view text) {
+  return detail::utf8Kernels().utf8Length(text.data(), text.data() + text.size());
 }
 
 std::size_t encodeUtf8(std::u16string_view text, char* target) {
-  return encodeInto(text, target);
+  const char16_t* u = text.data();
+  const char16_t* const end = u + text.size();
+  char* out = target;
+  if (text.size() >= kShort) {
+    // The kernel stops before the last 16 units, which give at least 16 bytes: as many as it
+    // stores beyond the bytes it gives.
+    out = detail::utf8Kernels().encode(u, end - kSlack, end, out);
+  }
+  while (u != end) out = detail::encodeCharacter(u, end, out);
+  return static_cast<std::size_t>(out - target);
 }
 
 std::string encodeUtf8(std::u16string_view text) {
+  // resize fills a std::string with zeros by memset, a small cost beside the encoding.
   std::string bytes(utf8Length(text), '\0');
-  encodeInto(text, bytes.data());
+  encodeUtf8(text, bytes.data());
   return bytes;
 }
 

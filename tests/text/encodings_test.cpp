@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <unicode/utypes.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <iterator>
 #include <string>
@@ -21,13 +22,21 @@ class IcuUtf8 {
  public:
   std::string encode(std::u16string_view text) const { return testing_icu::icuEncode(text); }
 
-  // Checks both decodings of bytes against the reference.
+  // Checks both decodings of bytes, the validation and, for valid bytes, the length and the
+  // decoding into a buffer against the reference.
   void expectDecodesLikeIcu(std::string_view bytes) const {
     const std::u16string lenient = testing_icu::icuDecode(bytes);
     EXPECT_EQ(utf16FromUtf8(bytes), lenient);
     const Utf8Decoding strict = decodeUtf8(bytes);
     EXPECT_EQ(strict.errorOffset, testing_icu::icuFirstInvalidByte(bytes));
     EXPECT_EQ(strict.text, strict.ok() ? lenient : u"");
+    EXPECT_EQ(firstInvalidUtf8Offset(bytes), strict.errorOffset);
+    if (strict.ok()) {
+      EXPECT_EQ(utf16Length(bytes), lenient.size());
+      std::u16string buffer(lenient.size() + 1, u'#');
+      EXPECT_EQ(decodeValidUtf8(bytes, buffer.data()), lenient.size());
+      EXPECT_EQ(buffer, lenient + u"#");
+    }
   }
 
   // Checks the encoding of text, whole and through the buffer, against the reference.
@@ -164,7 +173,8 @@ TEST(ExhaustiveUtf8Conversion, EncodesAndDecodesEverySurrogatePairLikeIcu) {
 
 TEST(ExhaustiveUtf8Conversion, EncodesEveryCombinationOfSurrogatesLikeIcu) {
   // Every sequence of up to three units drawn from lead and trail surrogates of both ends of their
-  // ranges and non-surrogates, alone and between ASCII runs of the block length and more.
+  // ranges and non-surrogates, alone and between ASCII runs of the block length and more; behind 32
+  // to 48 units, in a text long enough for the vector steps, at each place in a step of 16.
   const char16_t kinds[] = {0xD800, 0xDBFF, 0xDC00, 0xDFFF, u'a', 0x00E9, 0xFFFD};
   std::vector<std::u16string> sequences = {u""};
   for (int length = 1; length <= 3; ++length) {
@@ -176,9 +186,12 @@ TEST(ExhaustiveUtf8Conversion, EncodesEveryCombinationOfSurrogatesLikeIcu) {
     sequences.insert(sequences.end(), longer.begin(), longer.end());
   }
   const IcuUtf8 icu;
+  std::vector<std::size_t> befores = {0, 7, 8, 15};
+  for (std::size_t before = 32; before <= 48; ++before) befores.push_back(before);
   for (const std::u16string& sequence : sequences) {
-    for (std::size_t before : {0, 7, 8, 15}) {
-      const std::u16string text = std::u16string(before, u'x') + sequence + u"0123456789";
+    for (std::size_t before : befores) {
+      const std::u16string after = before < 32 ? u"0123456789" : std::u16string(48, u'y');
+      const std::u16string text = std::u16string(before, u'x') + sequence + after;
       SCOPED_TRACE(testing::Message() << "units " << testing::PrintToString(text));
       icu.expectEncodesLikeIcu(text);
     }
@@ -252,6 +265,31 @@ TEST(ExhaustiveUtf8Conversion, DecodesEveryThreeAndFourByteSequenceStartLikeIcu)
       }
     }
   }
+}
+
+TEST(Utf8Conversion, ValidatesAndDecodesPiecesAsAStreamingReaderDoes) {
+  std::string bytes;
+  for (int i = 0; i < 1000; ++i)
+    bytes += "caf\u00E9 \u65E5\u672C \U0001F642 line " + std::to_string(i) + "\n";
+  // Pieces of 100 bytes or so, each ending where a sequence ends.
+  std::u16string units;
+  for (std::size_t at = 0; at < bytes.size();) {
+    std::size_t end = std::min(at + 100, bytes.size());
+    while (end < bytes.size() && (static_cast<unsigned char>(bytes[end]) & 0xC0) == 0x80) ++end;
+    const std::string_view piece = std::string_view(bytes).substr(at, end - at);
+    ASSERT_EQ(firstInvalidUtf8Offset(piece), Utf8Decoding::kValid);
+    const std::size_t used = units.size();
+    units.resize(used + utf16Length(piece));
+    EXPECT_EQ(decodeValidUtf8(piece, units.data() + used), units.size() - used);
+    at = end;
+  }
+  EXPECT_EQ(units, decodeUtf8(bytes).text);
+
+  // The offset in the piece that validation names is the one that strict decoding names.
+  const std::size_t bad = bytes.find("line", 3000);
+  bytes[bad] = '\xC0';
+  EXPECT_EQ(firstInvalidUtf8Offset(bytes), bad);
+  EXPECT_EQ(decodeUtf8(bytes).errorOffset, bad);
 }
 
 TEST(Utf8Conversion, EncodesPiecesCutBetweenCharactersToTheWholeText) {
