@@ -1,16 +1,17 @@
 #include "services/case.h"
 
 #include <unicode/ubrk.h>
-#include <unicode/uchar.h>
-#include <unicode/uniset.h>
 #include <unicode/ustring.h>
 
 #include <algorithm>
 #include <climits>
+#include <optional>
 #include <stdexcept>
+#include <vector>
 
 #include "text/attributed_text.h"
-#include "text/charsets.h"
+#include "text/case_tables.h"
+#include "util/word_starts.h"
 
 namespace textrix {
 namespace {
@@ -18,8 +19,8 @@ namespace {
 // The root locale: the mappings of no particular language.
 constexpr const char* kNoLocale = "";
 
-// Case mappings look no further than a word, and a line feed ends every word and every context a
-// mapping looks at (final sigma), so long texts are mapped in pieces that end after a line feed:
+// Title case looks no further than a word, and a line feed ends every word and every context a
+// mapping looks at (final sigma), so ICU maps long texts in pieces that end after a line feed:
 // a retry with a larger buffer then costs one piece, and ICU's 32-bit lengths are never exceeded.
 // Only a line longer than kMaxPieceLength is cut elsewhere; its mapped form fits an ICU length
 // even when every unit triples.
@@ -39,90 +40,45 @@ std::size_t pieceEnd(std::u16string_view text, std::size_t start) {
 // that grows more is mapped again into a buffer of the size ICU reports.
 constexpr std::size_t kSlack = 16;
 
-bool isAscii(std::u16string_view text) {
-  char16_t bits = 0;
-  for (char16_t c : text) bits |= c;  // no early exit, so that the loop runs vectorized
-  return bits < 0x80;
-}
-
-// ASCII letters change case without context and nothing else in ASCII has case, so an ASCII
-// piece needs no call into ICU for upper or lower case.
-void appendAsciiMapped(std::u16string& out, std::u16string_view piece, bool upper) {
-  const char16_t first = upper ? u'a' : u'A';
-  constexpr char16_t kCaseBit = 0x20;
-  const std::size_t start = out.size();
-  out.append(piece);
-  for (auto c = out.begin() + static_cast<std::ptrdiff_t>(start); c != out.end(); ++c) {
-    if (static_cast<char16_t>(*c - first) < 26) *c ^= kCaseBit;
-  }
-}
-
 void checkStatus(UErrorCode status) {
   if (U_FAILURE(status)) throw std::runtime_error(u_errorName(status));
 }
 
-// The three whole-text case mappings.
-enum class CaseMapping { upper, lower, title };
-
-// Maps texts by one case mapping through ICU. Keeps what it needs between texts (the word-break
-// iterator of title case), so mapping many short texts costs one set-up.
-class CaseMapper {
+// Title case through ICU's word-break iterator, for the lines that the tables leave to it. Keeps
+// its iterator between texts, so that mapping many short texts costs one set-up.
+class IcuTitleCase {
  public:
-  explicit CaseMapper(CaseMapping mapping);
-  ~CaseMapper() { ubrk_close(words_); }
-  CaseMapper(const CaseMapper&) = delete;
-  CaseMapper& operator=(const CaseMapper&) = delete;
+  IcuTitleCase() = default;
+  ~IcuTitleCase() { ubrk_close(words_); }
+  IcuTitleCase(const IcuTitleCase&) = delete;
+  IcuTitleCase& operator=(const IcuTitleCase&) = delete;
 
-  // Appends text, mapped, to out.
+  // Appends text, in title case, to out.
   void append(std::u16string& out, std::u16string_view text);
 
  private:
   void appendPiece(std::u16string& out, std::u16string_view piece);
+  UBreakIterator* words();
 
-  CaseMapping mapping_;
-  UBreakIterator* words_ = nullptr;  // only for title case
+  UBreakIterator* words_ = nullptr;  // opened on first use
 };
 
-CaseMapper::CaseMapper(CaseMapping mapping) : mapping_(mapping) {
-  if (mapping != CaseMapping::title) return;
-  UErrorCode status = U_ZERO_ERROR;
-  words_ = ubrk_open(UBRK_WORD, kNoLocale, nullptr, 0, &status);
-  checkStatus(status);
-}
-
-void CaseMapper::append(std::u16string& out, std::u16string_view text) {
+void IcuTitleCase::append(std::u16string& out, std::u16string_view text) {
   for (std::size_t start = 0, end; start < text.size(); start = end) {
     end = pieceEnd(text, start);
     appendPiece(out, text.substr(start, end - start));
   }
 }
 
-void CaseMapper::appendPiece(std::u16string& out, std::u16string_view piece) {
-  if (mapping_ != CaseMapping::title && isAscii(piece)) {
-    appendAsciiMapped(out, piece, mapping_ == CaseMapping::upper);
-    return;
-  }
+void IcuTitleCase::appendPiece(std::u16string& out, std::u16string_view piece) {
   const std::size_t start = out.size();
   const auto length = static_cast<int32_t>(piece.size());
   auto capacity = static_cast<int32_t>(piece.size() + kSlack);
   for (;;) {
     out.resize(start + static_cast<std::size_t>(capacity));
     UErrorCode status = U_ZERO_ERROR;
-    int32_t mapped = 0;
-    switch (mapping_) {
-      case CaseMapping::upper:
-        mapped =
-            u_strToUpper(out.data() + start, capacity, piece.data(), length, kNoLocale, &status);
-        break;
-      case CaseMapping::lower:
-        mapped =
-            u_strToLower(out.data() + start, capacity, piece.data(), length, kNoLocale, &status);
-        break;
-      case CaseMapping::title:
-        mapped = u_strToTitle(out.data() + start, capacity, piece.data(), length, words_, kNoLocale,
-                              &status);
-        break;
-    }
+    const int32_t mapped = u_strToTitle(out.data() + start, capacity, piece.data(), length, words(),
+                                        kNoLocale, &status);
     if (status == U_BUFFER_OVERFLOW_ERROR) {
       capacity = mapped;
       continue;
@@ -133,52 +89,151 @@ void CaseMapper::appendPiece(std::u16string& out, std::u16string_view piece) {
   }
 }
 
+UBreakIterator* IcuTitleCase::words() {
+  if (words_ == nullptr) {
+    UErrorCode status = U_ZERO_ERROR;
+    words_ = ubrk_open(UBRK_WORD, kNoLocale, nullptr, 0, &status);
+    checkStatus(status);
+  }
+  return words_;
+}
+
+std::size_t lineEnd(std::u16string_view text, std::size_t from) {
+  const std::size_t feed = text.find(u'\n', from);
+  return feed == std::u16string_view::npos ? text.size() : feed + 1;
+}
+
+// Capitalizing words: the lines of simple characters by the tables, the capital of each word in
+// title case and everything else in lower case; the other lines by ICU, a run of them in one call.
+// A line feed ends every word and every context a mapping looks at, so each line maps as it would
+// in the whole text.
+class Capitalizer {
+ public:
+  Capitalizer() : title_(caseTable(CaseMapping::title)), lower_(caseTable(CaseMapping::lower)) {}
+
+  // Appends text, capitalized, to out.
+  void append(std::u16string& out, std::u16string_view text);
+
+ private:
+  void appendIcuLines(CaseOutput& out, std::u16string_view lines);
+  // Writes text[begin, end) with a capital at each of capitals_.
+  void appendCapitalized(CaseOutput& out, std::u16string_view text, std::size_t begin,
+                         std::size_t end) const;
+  // The same in one pass, the line lower-cased and then each capital written over its lower case:
+  // false, with nothing written, when a capital or another code point of the line changes its
+  // length.
+  bool overwriteCapitals(CaseOutput& out, std::u16string_view text, std::size_t begin,
+                         std::size_t end) const;
+
+  const CaseTable& title_;
+  const CaseTable& lower_;
+  IcuTitleCase icu_;
+  std::vector<std::size_t> capitals_;  // of the line at hand
+  std::u16string icuMapped_;
+};
+
+void Capitalizer::append(std::u16string& out, std::u16string_view text) {
+  CaseOutput output(out, text.size());
+  std::size_t icuStart = 0;  // where the lines waiting for ICU start
+  for (std::size_t start = 0; start < text.size();) {
+    capitals_.clear();
+    const LineWalk walk = findCapitals(text, start, capitals_);
+    if (!walk.simple) {
+      start = lineEnd(text, walk.stop);
+      continue;
+    }
+    appendIcuLines(output, text.substr(icuStart, start - icuStart));
+    appendCapitalized(output, text, start, walk.stop);
+    start = icuStart = walk.stop;
+  }
+  appendIcuLines(output, text.substr(icuStart));
+}
+
+void Capitalizer::appendIcuLines(CaseOutput& out, std::u16string_view lines) {
+  if (lines.empty()) return;
+  icuMapped_.clear();
+  icu_.append(icuMapped_, lines);
+  out.put(icuMapped_, lines.size());
+}
+
+void Capitalizer::appendCapitalized(CaseOutput& out, std::u16string_view text, std::size_t begin,
+                                    std::size_t end) const {
+  if (overwriteCapitals(out, text, begin, end)) return;
+  for (const std::size_t capital : capitals_) {
+    lower_.mapRange(out, text, begin, capital);
+    begin = title_.mapCodePoint(out, text, capital);
+  }
+  lower_.mapRange(out, text, begin, end);
+}
+
+bool Capitalizer::overwriteCapitals(CaseOutput& out, std::u16string_view text, std::size_t begin,
+                                    std::size_t end) const {
+  const auto fitsInPlace = [&](std::size_t at) {
+    return title_.mapsToOneUnit(text[at]) || (title_.keeps(text, at) && lower_.keeps(text, at));
+  };
+  if (!std::all_of(capitals_.begin(), capitals_.end(), fitsInPlace)) return false;
+  const std::size_t mark = out.size();
+  if (!lower_.mapRange(out, text, begin, end)) {
+    out.rewind(mark);
+    return false;
+  }
+  for (const std::size_t at : capitals_) {
+    if (title_.mapsToOneUnit(text[at])) out.overwrite(mark + at - begin, title_.unitOf(text[at]));
+  }
+  return true;
+}
+
+// Appends texts in one case mapping: upper and lower case by the tables, capitalizing by a
+// Capitalizer, which keeps what it needs between texts.
+class CaseChanger {
+ public:
+  explicit CaseChanger(CaseMapping mapping) : mapping_(mapping) {
+    if (mapping == CaseMapping::title) capitalizer_.emplace();
+  }
+
+  void append(std::u16string& out, std::u16string_view text) {
+    if (capitalizer_) {
+      capitalizer_->append(out, text);
+    } else {
+      appendCaseMapped(out, text, mapping_);
+    }
+  }
+
+ private:
+  CaseMapping mapping_;
+  std::optional<Capitalizer> capitalizer_;  // for title case only
+};
+
 std::u16string mapped(std::u16string_view text, CaseMapping mapping) {
   std::u16string result;
   result.reserve(text.size() + kSlack);
-  CaseMapper(mapping).append(result, text);
+  CaseChanger(mapping).append(result, text);
   return result;
 }
 
 // Each run is mapped on its own, as if it were the whole text, and the mapped characters replace
 // it with its attributes.
 void changeCaseRunByRun(AttributedText& text, CaseMapping mapping) {
-  CaseMapper mapper(mapping);
+  CaseChanger changer(mapping);
   AttributedText::Rewriter out(text);
   std::u16string mappedRun;
   for (const AttributedText::Run& run : text.runs()) {
     const std::u16string_view piece =
         std::u16string_view(text.string()).substr(run.range.location, run.range.length);
     mappedRun.clear();
-    mapper.append(mappedRun, piece);
+    changer.append(mappedRun, piece);
     if (mappedRun != piece) out.replace(run.range.location, run.range.length, mappedRun);
   }
   if (out.edited()) text = out.finish();
 }
 
-// The units whose full upper case differs from them, so that the sentence walk asks ICU only for
-// the letters it capitalizes.
-const CharacterSetRep& changesWhenUppercased() {
-  static const CharacterSetRep members = [] {
-    CharacterSetRep rep;
-    UErrorCode status = U_ZERO_ERROR;
-    icu::UnicodeSet set;
-    set.applyIntPropertyValue(UCHAR_CHANGES_WHEN_UPPERCASED, 1, status);
-    checkStatus(status);
-    for (int32_t range = 0; range < set.getRangeCount(); ++range) {
-      const UChar32 last = std::min<UChar32>(set.getRangeEnd(range), 0xFFFF);
-      for (UChar32 c = set.getRangeStart(range); c <= last; ++c) rep.add(static_cast<char16_t>(c));
-    }
-    return rep;
-  }();
-  return members;
-}
-
 // The full upper case of the one-unit string c.
 std::u16string upperCaseOf(char16_t c) {
+  const CaseTable& upper = caseTable(CaseMapping::upper);
+  if (upper.mapsToOneUnit(c)) return std::u16string(1, upper.unitOf(c));
   std::u16string result;
-  if (changesWhenUppercased().contains(c)) CaseMapper(CaseMapping::upper).append(result, {&c, 1});
-  return result.empty() ? std::u16string(1, c) : result;
+  appendCaseMapped(result, {&c, 1}, CaseMapping::upper);
+  return result;
 }
 
 // Walks the lower-cased text unit by unit as if capitals were written into it in place: the

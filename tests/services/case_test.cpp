@@ -1,28 +1,23 @@
 #include "services/case.h"
 
 #include <gtest/gtest.h>
-#include <unicode/locid.h>
-#include <unicode/unistr.h>
 
+#include <random>
 #include <string>
 
+#include "support/icu_case.h"
 #include "support/texts.h"
 #include "text/attributed_text.h"
 
 namespace textrix {
 namespace {
 
+using testing_icu::icuLower;
+using testing_icu::icuTitle;
+using testing_icu::icuUpper;
 using testing_texts::redThenBlue;
 
 using namespace std::literals;
-
-std::u16string toStd(const icu::UnicodeString& s) {
-  return std::u16string(s.getBuffer(), static_cast<std::size_t>(s.length()));
-}
-
-icu::UnicodeString toIcu(std::u16string_view s) {
-  return icu::UnicodeString(s.data(), static_cast<int32_t>(s.size()));
-}
 
 struct MappingRow {
   std::u16string_view text;
@@ -42,6 +37,21 @@ TEST(CaseMapping, MapsWholeTextsByTheFullMappingOfNoLocale) {
       {u"\u0130i", u"\u0130I", u"i\u0307i", u"\u0130i"},
       {u"\u01C6emal", u"\u01C4EMAL", u"\u01C6emal", u"\u01C5emal"},
       {u"don't stop", u"DON'T STOP", u"don't stop", u"Don't Stop"},
+      // The capital goes to the first letter, number or symbol of a word: a period or an
+      // apostrophe between letters and a comma between digits join, a colon does not.
+      {u"e.g. a:b 3RD _aB $aB 1,5x", u"E.G. A:B 3RD _AB $AB 1,5X", u"e.g. a:b 3rd _ab $ab 1,5x",
+       u"E.g. A:B 3rd _Ab $Ab 1,5x"},
+      {u"\u00DFa \uFB01x \u0149a \u1FB3\u03A3 \u03C3\u03A3'",
+       u"SSA FIX \u02BCNA \u0391\u0399\u03A3 \u03A3\u03A3'",
+       u"\u00DFa \uFB01x \u0149a \u1FB3\u03C2 \u03C3\u03C2'",
+       u"Ssa Fix \u02BCNa \u1FBC\u03C2 \u03A3\u03C2'"},
+      // Lines with a combining mark, a Hebrew letter or an '@' among simple ones.
+      {u"ab\ncd e\u0301f\n\u05D0b x@y\nGH", u"AB\nCD E\u0301F\n\u05D0B X@Y\nGH",
+       u"ab\ncd e\u0301f\n\u05D0b x@y\ngh", u"Ab\nCd E\u0301f\n\u05D0b X@y\nGh"},
+      {u"\U0001F642x \u65E5\u672Cab \U00010428\U00010400",
+       u"\U0001F642X \u65E5\u672CAB \U00010400\U00010400",
+       u"\U0001F642x \u65E5\u672Cab \U00010428\U00010428",
+       u"\U0001F642X \u65E5\u672CAb \U00010400\U00010428"},
   };
   for (const MappingRow& row : rows) {
     SCOPED_TRACE(testing::Message() << "row " << &row - rows);
@@ -52,6 +62,7 @@ TEST(CaseMapping, MapsWholeTextsByTheFullMappingOfNoLocale) {
     EXPECT_EQ(upper, row.upper);
     EXPECT_EQ(lower, row.lower);
     EXPECT_EQ(capitalized, row.capitalized);
+    EXPECT_EQ(icuTitle(row.text), row.capitalized);
   }
 }
 
@@ -61,17 +72,43 @@ TEST(CaseMapping, LongTextsMapAsOneWhole) {
   while (text.size() < 100'000) text += u"ASCII only, Here and There.\n";
   while (text.size() < 300'000)
     text += u"stra\u00DFe \u03BF\u03C3\u03BF\u03C3 \u0149ew. don't\nab\u03A3\n";
+  while (text.size() < 400'000) text += u"simple lines\nand a mark: e\u0301\nand x@y\n";
   text.append(100'000, u'\u00DF');  // a line longer than a piece, which grows as it is mapped
-  const icu::UnicodeString whole = toIcu(text);
+  text += u"\n\u05D0 then simple ones\nlast";
 
   std::u16string upper = text, lower = text, capitalized = text;
   uppercase(upper);
   lowercase(lower);
   capitalize(capitalized);
-  const icu::Locale& root = icu::Locale::getRoot();
-  EXPECT_TRUE(upper == toStd(icu::UnicodeString(whole).toUpper(root)));
-  EXPECT_TRUE(lower == toStd(icu::UnicodeString(whole).toLower(root)));
-  EXPECT_TRUE(capitalized == toStd(icu::UnicodeString(whole).toTitle(nullptr, root)));
+  EXPECT_TRUE(upper == icuUpper(text));
+  EXPECT_TRUE(lower == icuLower(text));
+  EXPECT_TRUE(capitalized == icuTitle(text));
+}
+
+// Random texts of many lines, most of them simple, some with marks, scripts with rules of their
+// own or characters that join more than their class.
+TEST(CaseMapping, RandomTextsMapAsIcu) {
+  constexpr std::u16string_view kPieces[] = {
+      u"a",      u"Z",          u"\u00E9",     u"\u00DF",     u"\u0149", u"\u01C5", u"\u0130",
+      u"\u03A3", u"\u03C2",     u"\u0390",     u"\u1FB3",     u"\u0587", u"\u13A0", u"\u1C90",
+      u"\u24B6", u"\u02BC",     u"\U00010400", u"\U0001F642", u"\u65E5", u"0",      u"'",
+      u".",      u":",          u",",          u"_",          u"$",      u" ",      u"\t",
+      u"\r",     u"\n",         u"\n",         u"\u0301",     u"\u0345", u"@",      u"\u30AB",
+      u"\u05D0", u"\U0001F1E9", u"\xD800"};
+  std::mt19937 random(7);
+  for (int round = 0; round < 200; ++round) {
+    std::u16string text;
+    const std::size_t pieces = round % 4 == 0 ? std::size(kPieces) : std::size(kPieces) - 8;
+    while (text.size() < 3000) text += kPieces[random() % pieces];
+    SCOPED_TRACE(testing::Message() << "round " << round);
+    std::u16string upper = text, lower = text, capitalized = text;
+    uppercase(upper);
+    lowercase(lower);
+    capitalize(capitalized);
+    ASSERT_TRUE(upper == icuUpper(text));
+    ASSERT_TRUE(lower == icuLower(text));
+    ASSERT_TRUE(capitalized == icuTitle(text));
+  }
 }
 
 // The attributes stay on their characters. Every run is mapped as a text of its own: a word with a
@@ -90,7 +127,7 @@ TEST(AttributedCaseMapping, MapsEachRunKeepingItsAttributes) {
 // The walk over the lower-cased text exactly as the service describes it, editing the text in
 // place with ICU for every capital: slow and obviously right.
 std::u16string referenceSentences(std::u16string_view text) {
-  std::u16string s = toStd(toIcu(text).toLower(icu::Locale::getRoot()));
+  std::u16string s = icuLower(text);
   const std::size_t n = s.size();
   bool capitalizeNext = true;
   bool insideQuote = false;
@@ -102,7 +139,7 @@ std::u16string referenceSentences(std::u16string_view text) {
       insideQuote = !insideQuote;
       if (insideQuote) capitalizeNext = true;
     } else if (capitalizeNext) {
-      const std::u16string capital = toStd(toIcu(s.substr(i, 1)).toUpper(icu::Locale::getRoot()));
+      const std::u16string capital = icuUpper(s.substr(i, 1));
       if (capital != s.substr(i, 1)) {
         s.replace(i, 1, capital);
         capitalizeNext = false;
