@@ -13,10 +13,9 @@ LineStream::LineStream(Textrix& provider, const ServiceEntry& entry)
     : provider_(provider), entry_(entry) {}
 
 std::optional<std::string_view> LineStream::transform(std::string_view lines) {
-  if (firstInvalidUtf8Offset(lines) != Utf8Decoding::kValid) return std::nullopt;
-  std::u16string text(utf16Length(lines), u'\0');
-  decodeValidUtf8(lines, text.data());
-  const std::u16string result = transformed(std::move(text));
+  Utf8Decoding decoded = decodeUtf8(lines);
+  if (!decoded.ok()) return std::nullopt;
+  const std::u16string result = transformed(std::move(decoded.text));
   // The buffer only grows, so that a long stream fills it once.
   const std::size_t room = 3 * result.size();
   if (utf8_.size() < room) utf8_.resize(room);
