@@ -60,7 +60,7 @@ best_time() {
 peak_ratio() {
   local kib
   kib=$(/usr/bin/time -f %M "$textrix" "$1" < "$input" 2>&1 > /dev/null | tail -1)
-  echo "scale=2; $kib * 1024 / $(stat -c %s "$input")" | bc
+  printf '%.2f' "$(echo "scale=3; $kib * 1024 / $(stat -c %s "$input")" | bc)"
 }
 
 printf '%-24s %-30s %9s %9s %7s %6s %8s\n' service tool textrix tool ratio goal memory
