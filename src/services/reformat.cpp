@@ -1,6 +1,5 @@
 #include "services/reformat.h"
 
-#include "services/spaces_and_line_endings.h"
 #include "services/trim.h"
 #include "text/charsets.h"
 #include "text/lines.h"
@@ -93,23 +92,85 @@ float fontSizeAtStart(const AttributedText& line) {
   return font ? static_cast<float>(font->pointSize) : 0.0f;
 }
 
+// The units the plain reformatting does not copy as they are: the removed ones, and the white ones,
+// which it trims at the ends of a line and collapses inside it when they are blanks. special holds
+// both, so that one lookup finds the units copied as they are.
+struct ContentClasses {
+  ContentClasses(std::u16string_view characters, std::size_t textLength)
+      : special(*whiteCharacterSetRep()), removed(characters, textLength) {
+    for (const char16_t c : characters) special.add(c);
+  }
+
+  CharacterSetRep special;
+  detail::UnitSet removed;
+  bool spaceKept = !removed.contains(u' ');
+  const CharacterSetRep& blanks = *spaceCharacterSetRep();
+};
+
+// The length of the run of units of line from start that go over as they are: units neither
+// removed nor white, and each single U+0020 after one of them. Such runs are most of a line, so
+// they are copied in one piece; the test of a unit has no branch, as the units mix without pattern.
+std::size_t verbatimRunLength(std::u16string_view line, std::size_t start,
+                              const ContentClasses& classes) {
+  unsigned afterCopied = 0;  // the unit before is neither removed nor white
+  std::size_t end = start;
+  for (; end < line.size(); ++end) {
+    const char16_t c = line[end];
+    const unsigned copied = !classes.special.contains(c);
+    const unsigned singleSpace = afterCopied & (c == u' ') & classes.spaceKept;
+    if ((copied | singleSpace) == 0) break;
+    afterCopied = copied;
+  }
+  return end - start;
+}
+
+// Appends to result the content of line, after separator: its units without the removed ones,
+// without the white units at both ends, and with every run of blanks made one U+0020. Appends
+// nothing and returns false when no content is left.
+bool appendContent(std::u16string& result, std::u16string_view line, std::u16string_view separator,
+                   const ContentClasses& classes) {
+  const std::size_t start = result.size();
+  std::size_t contentEnd = start;  // just past the last unit that is not white
+  bool inBlanks = false;           // the last unit appended stands for a run of blanks
+  for (std::size_t i = 0; i < line.size();) {
+    if (const std::size_t run = verbatimRunLength(line, i, classes); run > 0) {
+      if (contentEnd == start) result.append(separator);
+      result.append(line.substr(i, run));
+      i += run;
+      // A run starts with a unit of content and may end with a space, which begins a run of
+      // blanks.
+      inBlanks = line[i - 1] == u' ';
+      contentEnd = result.size() - inBlanks;
+      continue;
+    }
+    const char16_t c = line[i++];
+    // Removed units go before anything else looks at the line; white units before the content are
+    // trimmed, and those after it are cut off below.
+    if (classes.removed.contains(c) || contentEnd == start) continue;
+    if (!classes.blanks.contains(c)) {
+      result += c;
+      inBlanks = false;
+    } else if (!inBlanks) {
+      result += u' ';
+      inBlanks = true;
+    }
+  }
+  result.resize(contentEnd);
+  return contentEnd > start;
+}
+
 }  // namespace
 
 std::u16string reformattedStringByRemovingCharactersOfString(std::u16string_view text,
                                                              std::u16string_view characters) {
+  const ContentClasses classes(characters, text.size());
   std::u16string result;
   result.reserve(text.size());
-  std::u16string kept;  // the current line without the removed characters
   bool joined = false;
   for (std::size_t start = 0, end; start < text.size(); start = end) {
     end = lineEnd(text, start);
     const std::u16string_view line = text.substr(start, end - start);
-    kept.assign(line);
-    removeCharactersOfString(kept, characters);
-    const std::u16string_view content = stringByTrimmingWhiteSpaces(kept);
-    if (!content.empty()) {
-      if (joined) result += u' ';
-      result.append(content);
+    if (appendContent(result, line, joined ? u" " : u"", classes)) {
       joined = true;
     } else if (joined) {
       // A blank last line without a terminator ends nothing.
@@ -120,7 +181,6 @@ std::u16string reformattedStringByRemovingCharactersOfString(std::u16string_view
       joined = false;
     }
   }
-  removeMultipleSpaces(result);
   return result;
 }
 

@@ -1,5 +1,6 @@
 #include "text/encodings.h"
 
+#include <sys/mman.h>
 #include <unicode/ucnv.h>
 
 #include <algorithm>
@@ -129,6 +130,22 @@ class ChunkBuffer {
   Char units_[kCapacity];
 };
 
+// Asks the system to back a large buffer with huge pages, where it grants them on request: a text
+// of hundreds of megabytes then takes 512 times fewer page faults as it is written, and the
+// services that visit its lines in any order (sorting) miss the processor's address cache far less.
+void adviseHugePages(const void* data, std::size_t bytes) {
+#if defined(__linux__)
+  constexpr std::uintptr_t kHugePage = std::uintptr_t{2} << 20;
+  const auto address = reinterpret_cast<std::uintptr_t>(data);
+  const std::uintptr_t start = (address + kHugePage - 1) & ~(kHugePage - 1);
+  const std::uintptr_t end = (address + bytes) & ~(kHugePage - 1);
+  if (end > start) madvise(reinterpret_cast<void*>(start), end - start, MADV_HUGEPAGE);
+#else
+  (void)data;
+  (void)bytes;
+#endif
+}
+
 // Decodes bytes onto the end of text (empty), strictly or leniently (U+FFFD for each maximal
 // subpart of an ill-formed sequence); returns the offset of the first ill-formed sequence, where
 // strict decoding stops, or Utf8Decoding::kValid.
@@ -139,6 +156,7 @@ std::size_t decodeUtf8Into(std::string_view bytes, std::u16string& text) {
   const char* const end = begin + bytes.size();
   const bool useKernels = bytes.size() >= kShort;
   text.reserve(bytes.size());  // a unit a byte at most
+  adviseHugePages(text.data(), text.capacity() * sizeof(char16_t));
   ChunkBuffer<char16_t, kDecodeChunk + kSlack> buffer;
   std::size_t errorOffset = Utf8Decoding::kValid;
   const char* p = begin;

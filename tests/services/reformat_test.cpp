@@ -2,10 +2,15 @@
 
 #include <gtest/gtest.h>
 
+#include <random>
 #include <string>
 #include <vector>
 
 #include "rich/rtf.h"
+#include "services/spaces_and_line_endings.h"
+#include "services/trim.h"
+#include "text/lines.h"
+#include "text/search.h"
 
 namespace textrix {
 namespace {
@@ -44,6 +49,66 @@ TEST(PlainReformat, JoinsLinesIntoParagraphsSeparatedByTheBlankLinesTerminator) 
     SCOPED_TRACE(testing::Message() << "row " << &row - rows);
     EXPECT_EQ(reformattedStringByRemovingCharactersOfString(row.text, kReformatRemovedCharacters),
               row.expected);
+  }
+}
+
+// The plain reformatting step by step, as the header describes it: every line without the units
+// of characters and trimmed of white units, the lines with content joined by one space, a blank
+// line after a paragraph written as its terminator twice (once at the end of the text), and then
+// every run of blanks made one space.
+std::u16string reformattedStepByStep(std::u16string_view text, std::u16string_view characters) {
+  std::u16string result;
+  bool joined = false;
+  for (const std::u16string_view line : lines(text)) {
+    std::u16string kept(line);
+    removeCharactersOfString(kept, characters);
+    const std::u16string_view content = stringByTrimmingWhiteSpaces(kept);
+    if (!content.empty()) {
+      if (joined) result += u' ';
+      result.append(content);
+      joined = true;
+    } else if (joined && !feedOfLine(line).empty()) {
+      result.append(feedOfLine(line));
+      if (line.data() + line.size() != text.data() + text.size()) result.append(feedOfLine(line));
+      joined = false;
+    }
+  }
+  removeMultipleSpaces(result);
+  return result;
+}
+
+// Lines of quote markers, words and blanks of every kind (tabs, U+00A0, U+3000, NUL), white units
+// that are no blanks (U+000B, U+0085) and every kind of line end, blank lines among them.
+std::u16string quotedLines(unsigned seed) {
+  constexpr std::u16string_view kPieces[] = {
+      u"> ", u">>", u"<",  u"a",      u"word",   u"\u00E9", u"\U0001F600", u"\uFFFC",
+      u" ",  u"  ", u"\t", u"\u00A0", u"\u3000", u"\v",     u"\u0085",     u" \t "};
+  constexpr std::u16string_view kEnds[] = {u"\n",     u"\n",     u"\r\n", u"\r",
+                                           u"\u2028", u"\u2029", u"\f",   u"\uFEFF"};
+  std::mt19937 random(seed);
+  std::u16string text;
+  for (std::size_t line = 0; line < 200; ++line) {
+    for (std::size_t n = random() % 8; n > 0; --n) text += kPieces[random() % std::size(kPieces)];
+    if (random() % 5 == 0) text += u'\0';
+    text += kEnds[random() % std::size(kEnds)];
+  }
+  // The last line may or may not have a terminator, and may be blank.
+  for (std::size_t n = random() % 3; n > 0; --n) text += kPieces[random() % std::size(kPieces)];
+  return text;
+}
+
+TEST(PlainReformat, GivesTheTextOfRemovingTrimmingJoiningAndCollapsingStepByStep) {
+  // The quote markers; none; blanks, which then never separate; a line end; a letter.
+  const std::u16string_view removed[] = {
+      kReformatRemovedCharacters, u"", u" ", u"<> \t\u00A0", u"\n", u"a"};
+  for (const std::u16string_view characters : removed) {
+    for (unsigned seed = 1; seed <= 20; ++seed) {
+      SCOPED_TRACE(testing::Message() << "seed " << seed << " removing "
+                                      << testing::PrintToString(std::u16string(characters)));
+      const std::u16string text = quotedLines(seed);
+      EXPECT_EQ(reformattedStringByRemovingCharactersOfString(text, characters),
+                reformattedStepByStep(text, characters));
+    }
   }
 }
 

@@ -5,6 +5,11 @@
 #include <unicode/uloc.h>
 #include <unicode/utf16.h>
 
+#include <random>
+#include <string>
+#include <vector>
+
+#include "services/sort_reference.h"
 #include "text/lines.h"
 
 namespace textrix {
@@ -37,6 +42,72 @@ TEST(SortLines, MovesTheLinesAndLeavesTheLineEndsInPlace) {
   for (const Case& test : cases) {
     SCOPED_TRACE(testing::PrintToString(std::u16string(test.text)));
     EXPECT_EQ(sortLines(test.text, test.compare), test.expected);
+  }
+}
+
+// Pieces of lines: the code points of kLetters, then NUL and surrogates without their partners.
+// The letters are case pairs, letters whose simple folding is another letter (long s, Kelvin sign,
+// final sigma, dotted and dotless i, Cherokee), pairs that fold as one code point (Deseret, Adlam),
+// an emoji, blanks and U+FFFF; the first four alone make lines that are often equal.
+constexpr std::u16string_view kLetters =
+    u"aAbBz\u00DFs\u017FS\u212Ak\u03A3\u03C3\u03C2\u13A0\uAB70\U00010400\U00010428\U0001E900"
+    u"\U0001E922\U0001F600\u0130\u0131iI\u00E9\u00C9 \t\uFFFF";
+
+std::vector<std::u16string> linePieces() {
+  std::vector<std::u16string> pieces;
+  for (std::size_t start = 0, end = 0; start < kLetters.size(); start = end) {
+    U16_FWD_1(kLetters.data(), end, kLetters.size());
+    pieces.emplace_back(kLetters.substr(start, end - start));
+  }
+  for (const char16_t unit : {0x0000, 0xD800, 0xDC00, 0xDBFF}) pieces.emplace_back(1, unit);
+  return pieces;
+}
+
+constexpr std::u16string_view kLineEnds[] = {u"\n",     u"\n", u"\r\n",   u"\r",     u"\u2028",
+                                             u"\u2029", u"\f", u"\u0003", u"\uFEFF", u"\uFFFC"};
+
+struct RandomLines {
+  unsigned seed;
+  std::size_t lines;
+  std::size_t alphabet;   // how many of the first pieces lines are made of
+  std::size_t pieces;     // at most this many per line
+  std::size_t beginning;  // lines begin with up to this many pieces that they all share
+};
+
+// Lines of random pieces after a random part of one shared beginning, each with a random line
+// end, the last one without.
+std::u16string randomLines(const RandomLines& shape) {
+  const std::vector<std::u16string> pieces = linePieces();
+  std::mt19937 random(shape.seed);
+  const auto piece = [&] { return pieces[random() % std::min(shape.alphabet, pieces.size())]; };
+  std::vector<std::u16string> beginning;
+  for (std::size_t i = 0; i < shape.beginning; ++i) beginning.push_back(piece());
+  std::u16string text;
+  for (std::size_t line = 0; line < shape.lines; ++line) {
+    for (std::size_t i = 0, n = random() % (shape.beginning + 1); i < n; ++i) text += beginning[i];
+    for (std::size_t i = 0, n = random() % (shape.pieces + 1); i < n; ++i) text += piece();
+    if (line + 1 < shape.lines) text += kLineEnds[random() % std::size(kLineEnds)];
+  }
+  return text;
+}
+
+TEST(SortLines, OrdersCaseInsensitivelyAsSortingOneComparisonAtATime) {
+  const RandomLines rows[] = {
+      {1, 12, 40, 3, 0},      // a few lines
+      {2, 3000, 4, 3, 0},     // many equal lines, which keep their order
+      {3, 3000, 40, 12, 0},   // mostly different lines
+      {4, 3000, 40, 4, 80},   // long beginnings that many lines share
+      {5, 400, 40, 60, 0},    // long lines
+      {6, 3000, 6, 2, 200},   // lines that differ only near their ends, or not at all
+      {7, 20000, 40, 8, 10},  // groups large enough to be distributed more than once
+  };
+  for (const RandomLines& row : rows) {
+    SCOPED_TRACE(testing::Message() << "seed " << row.seed);
+    const std::u16string text = randomLines(row);
+    EXPECT_EQ(sortLines(text, sortCaseInsensitiveAscending),
+              testing_sort::sortedLinesByIcuFolding(text, false));
+    EXPECT_EQ(sortLines(text, sortCaseInsensitiveDescending),
+              testing_sort::sortedLinesByIcuFolding(text, true));
   }
 }
 

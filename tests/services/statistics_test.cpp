@@ -3,12 +3,16 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <random>
+#include <string>
 
 #include "runtime/pasteboard.h"
 #include "services/textrix.h"
 #include "support/pasteboards.h"
 #include "support/perform.h"
+#include "text/charsets.h"
 #include "text/encodings.h"
+#include "text/lines.h"
 
 namespace textrix {
 namespace {
@@ -33,6 +37,65 @@ TEST(Statistics, CountsWhiteUnitsWordsAndLines) {
     const TextStatistics counts = statisticsOfString(row.text);
     EXPECT_EQ(counts, row.counts);
     EXPECT_EQ(counts.total(), row.text.size());
+  }
+}
+
+// The counts one unit at a time, as the header defines them.
+TextStatistics countedOneUnitAtATime(std::u16string_view text) {
+  const CharacterSetRep& white = *whiteCharacterSetRep();
+  TextStatistics counts;
+  bool afterWhite = true;
+  for (const char16_t c : text) {
+    if (white.contains(c)) {
+      ++counts.spaces;
+      afterWhite = true;
+    } else {
+      ++counts.characters;
+      counts.words += afterWhite;
+      afterWhite = false;
+    }
+  }
+  counts.lines = numberOfLines(text);
+  return counts;
+}
+
+// length (at least 1) units of words, surrogates among their units, and runs of white units of
+// every kind: blanks, line ends, NUL, U+0003, U+0085, U+00A0, U+3000, U+FEFF, U+FFFC.
+std::u16string wordsAndWhites(unsigned seed, std::size_t length) {
+  constexpr std::u16string_view kWhites = u"  \t\n\r\f\v\u0003\u0085\u00A0\u2028\u3000\uFEFF\uFFFC";
+  constexpr std::u16string_view kLetters = u"ab\u00DF\u4E00\U0001F600\uFFFF,";
+  std::mt19937 random(seed);
+  std::u16string text;
+  while (text.size() < length) {
+    const bool white = random() % 3 == 0;
+    for (std::size_t n = 1 + random() % 9; n > 0 && text.size() < length; --n) {
+      text += white ? kWhites[random() % kWhites.size()] : kLetters[random() % kLetters.size()];
+    }
+  }
+  text[0] = u'\0';  // NUL is white too
+  return text;
+}
+
+TEST(Statistics, CountsAsOneUnitAtATimeWhereverTheWordsAndLinesFall) {
+  // Lengths around the 64 units that are counted together.
+  const std::size_t lengths[] = {1, 2, 63, 64, 65, 127, 128, 129, 1000, 4103};
+  for (const std::size_t length : lengths) {
+    for (unsigned seed = 1; seed <= 8; ++seed) {
+      SCOPED_TRACE(testing::Message() << "length " << length << " seed " << seed);
+      const std::u16string text = wordsAndWhites(seed, length);
+      EXPECT_EQ(statisticsOfString(text), countedOneUnitAtATime(text));
+    }
+  }
+}
+
+TEST(ExhaustiveStatistics, EveryUnitIsASpaceOrACharacterAsTheWhiteClassSays) {
+  const CharacterSetRep& white = *whiteCharacterSetRep();
+  for (std::size_t c = 0; c <= 0xFFFF; ++c) {
+    const char16_t between[] = {u'x', static_cast<char16_t>(c), u'x'};
+    const TextStatistics counts = statisticsOfString(std::u16string_view(between, 3));
+    const bool isWhite = white.contains(static_cast<char16_t>(c));
+    ASSERT_EQ(counts.spaces, isWhite ? 1u : 0u) << c;
+    ASSERT_EQ(counts.words, isWhite ? 2u : 1u) << c;
   }
 }
 
