@@ -36,20 +36,6 @@ std::optional<std::size_t> remainingBytesOfFile(int descriptor) {
   return static_cast<std::size_t>(status.st_size - *position);
 }
 
-// Reads into buffer until it is full or the input ends; returns how much it read, or none on a
-// read error.
-std::optional<std::size_t> readUntilFull(int descriptor, std::span<char> buffer) {
-  std::size_t offset = 0;
-  while (offset < buffer.size()) {
-    const ssize_t got = ::read(descriptor, buffer.data() + offset, buffer.size() - offset);
-    if (got < 0 && errno == EINTR) continue;
-    if (got < 0) return std::nullopt;
-    if (got == 0) break;
-    offset += static_cast<std::size_t>(got);
-  }
-  return offset;
-}
-
 // All bytes of the descriptor after the ones already in bytes. A regular file is read in one go
 // into a buffer of its size; other inputs, and a file that grew meanwhile, in doubling steps.
 std::optional<std::string> readAll(int descriptor, std::string bytes) {
@@ -188,14 +174,30 @@ std::optional<CommandError> putSelection(std::string bytes, std::string_view typ
   return std::nullopt;
 }
 
-bool writeOut(std::string_view bytes) {
+std::optional<std::size_t> readUntilFull(int descriptor, std::span<char> buffer) {
+  std::size_t offset = 0;
+  while (offset < buffer.size()) {
+    const ssize_t got = ::read(descriptor, buffer.data() + offset, buffer.size() - offset);
+    if (got < 0 && errno == EINTR) continue;
+    if (got < 0) return std::nullopt;
+    if (got == 0) break;
+    offset += static_cast<std::size_t>(got);
+  }
+  return offset;
+}
+
+bool writeAll(int descriptor, std::string_view bytes) {
   while (!bytes.empty()) {
-    const ssize_t written = write(STDOUT_FILENO, bytes.data(), bytes.size());
+    const ssize_t written = write(descriptor, bytes.data(), bytes.size());
     if (written < 0 && errno == EINTR) continue;
     if (written <= 0) return false;
     bytes.remove_prefix(static_cast<std::size_t>(written));
   }
   return true;
+}
+
+bool writeOut(std::string_view bytes) {
+  return writeAll(STDOUT_FILENO, bytes);
 }
 
 CommandError writeError() {

@@ -78,6 +78,11 @@ CommandError invalidUtf8At(std::size_t offset);
 std::optional<CommandError> putSelection(std::string bytes, std::string_view type,
                                          ServicePasteboard& pasteboard);
 
+// Reads from descriptor into buffer until it is full or the input ends: the number of bytes read,
+// or none (errno set) on a read error.
+std::optional<std::size_t> readUntilFull(int descriptor, std::span<char> buffer);
+// Writes all of bytes to descriptor; false (errno set) when it cannot.
+bool writeAll(int descriptor, std::string_view bytes);
 // Writes all of bytes to standard output; false (errno set) when it cannot.
 bool writeOut(std::string_view bytes);
 

@@ -56,14 +56,14 @@ class KeptInput {
   bool keep(std::string_view bytes) {
     if (file_ < 0 && memory_.size() + bytes.size() > kKeptInMemory) {
       file_ = openUnnamedTemporaryFile();
-      if (file_ >= 0 && !writeAll(memory_)) return false;
+      if (file_ >= 0 && !writeAll(file_, memory_)) return false;
       if (file_ >= 0) std::string().swap(memory_);
     }
     if (file_ < 0) {
       memory_.append(bytes);
       return true;
     }
-    return writeAll(bytes);
+    return writeAll(file_, bytes);
   }
 
   // Makes what was kept readable from its start; false (errno set) when it cannot be.
@@ -77,28 +77,10 @@ class KeptInput {
       read_ += count;
       return count;
     }
-    std::size_t filled = 0;
-    while (filled < buffer.size()) {
-      const ssize_t got = ::read(file_, buffer.data() + filled, buffer.size() - filled);
-      if (got < 0 && errno == EINTR) continue;
-      if (got < 0) return std::nullopt;
-      if (got == 0) break;
-      filled += static_cast<std::size_t>(got);
-    }
-    return filled;
+    return readUntilFull(file_, buffer);
   }
 
  private:
-  bool writeAll(std::string_view bytes) {
-    while (!bytes.empty()) {
-      const ssize_t written = write(file_, bytes.data(), bytes.size());
-      if (written < 0 && errno == EINTR) continue;
-      if (written <= 0) return false;
-      bytes.remove_prefix(static_cast<std::size_t>(written));
-    }
-    return true;
-  }
-
   std::string memory_;
   std::size_t read_ = 0;
   int file_ = -1;
