@@ -11,6 +11,7 @@
 #include "filter.h"
 #include "services/catalogue.h"
 #include "services/textrix.h"
+#include "services/user_actions.h"
 #include "stream.h"
 #include "text/encodings.h"
 
@@ -73,7 +74,10 @@ void waitForSpeechToEnd() {
 
 int applyService(std::string_view service, std::span<const std::string_view> arguments) {
   const ServiceEntry* entry = findService(service);
-  if (!entry) return report({ErrorKind::usage, "unknown service " + std::string(service)});
+  std::optional<UserAction> action;
+  if (!entry && !(action = findUserAction(service))) {
+    return report({ErrorKind::usage, "unknown service " + std::string(service)});
+  }
   Options options;
   if (std::optional<CommandError> error = parseOptions(arguments, options)) return report(*error);
   SelectionInput input;
@@ -81,7 +85,7 @@ int applyService(std::string_view service, std::span<const std::string_view> arg
   const std::string_view type = options.selection.type.value_or(detectType(input.firstBytes()));
   Textrix::tabs();
   Textrix provider(commandEnvironment(options));
-  if (entry->linesIndependent && type == kStringPboardType) {
+  if (entry && entry->linesIndependent && type == kStringPboardType) {
     if (std::optional<CommandError> error = streamSelection(provider, *entry, input)) {
       return report(*error);
     }
@@ -96,7 +100,11 @@ int applyService(std::string_view service, std::span<const std::string_view> arg
   }
   const int changeCount = pasteboard.changeCount();
   std::string message;
-  performService(provider, *entry, pasteboard, "", message);
+  if (entry) {
+    performService(provider, *entry, pasteboard, "", message);
+  } else {
+    performUserAction(provider, *action, pasteboard, message);
+  }
   if (!message.empty()) return report({ErrorKind::serviceMessage, message});
   if (pasteboard.changeCount() != changeCount) {
     if (std::optional<CommandError> error = writeResult(pasteboard)) return report(*error);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <string>
+#include <vector>
 
 #include "apply.h"
 #include "call.h"
@@ -11,6 +12,7 @@
 #include "pick.h"
 #include "serve.h"
 #include "services/catalogue.h"
+#include "services/user_actions.h"
 
 namespace textrix::command {
 namespace {
@@ -27,17 +29,30 @@ constexpr std::string_view kDescription =
     "3 the session bus or the provider cannot be reached (textrix call, textrix serve, textrix\n"
     "pick), 4 no display or a missing helper program (textrix pick).\n"
     "textrix pick applies a service to the selected text of any application and leaves the\n"
-    "result on the clipboard; without SERVICE it asks for one in a chooser.\n"
-    "Settings live in $TEXTRIX_DEFAULTS, else $XDG_CONFIG_HOME/textrix/defaults.\n";
+    "result on the clipboard; without SERVICE it asks for one in a chooser, the services used\n"
+    "last first; --repeat applies the one it applied last again.\n"
+    "Settings live in $TEXTRIX_DEFAULTS, else $XDG_CONFIG_HOME/textrix/defaults.\n"
+    "Your own actions, executable filters that textrix list shows after the services, live in\n"
+    "$XDG_CONFIG_HOME/textrix/actions (else ~/.config/textrix/actions) and in textrix/actions\n"
+    "of each directory of $XDG_DATA_DIRS (else /usr/local/share:/usr/share). An action may run\n"
+    "for $TEXTRIX_ACTION_TIMEOUT seconds, else 30.\n";
+
+void writeNameAndTitle(std::FILE* stream, std::string_view name, std::string_view title) {
+  std::string line = "  " + std::string(name);
+  line.resize(std::max<std::size_t>(line.size() + 1, 26), ' ');
+  line += title;
+  writeText(stream, line + "\n");
+}
 
 void writeServiceList(std::FILE* stream) {
   writeText(stream, "\nServices:\n");
   for (const ServiceEntry& entry : serviceCatalogue()) {
-    std::string line = "  " + std::string(entry.name);
-    line.resize(std::max<std::size_t>(line.size() + 1, 26), ' ');
-    line += entry.menuTitle;
-    writeText(stream, line + "\n");
+    writeNameAndTitle(stream, entry.name, entry.menuTitle);
   }
+  const std::vector<UserAction> actions = userActions();
+  if (actions.empty()) return;
+  writeText(stream, "\nActions:\n");
+  for (const UserAction& action : actions) writeNameAndTitle(stream, action.name, action.title);
 }
 
 int help() {

@@ -16,7 +16,7 @@ inline constexpr std::string_view kUsage =
     "       textrix defaults read [KEY] | write KEY VALUE | delete KEY\n"
     "       textrix serve [--slice SECONDS]\n"
     "       textrix call SERVICE [FILE] [--type plain|rtf|rtfd] [--application NAME]\n"
-    "       textrix pick [SERVICE] [--clipboard] [--chooser COMMAND]\n"
+    "       textrix pick [SERVICE | --repeat] [--clipboard] [--chooser COMMAND]\n"
     "       textrix --help | --version\n";
 
 // Writes the text to the stream as it is.

@@ -5,7 +5,8 @@
 
 namespace textrix::command {
 
-// textrix list: each service's name and menu title, one service a line.
+// textrix list: each service's name and menu title, one service a line, then each user action's
+// name and title.
 int listServices(std::span<const std::string_view> arguments);
 
 }  // namespace textrix::command

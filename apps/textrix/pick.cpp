@@ -9,12 +9,15 @@
 
 #include "arguments.h"
 #include "chooser.h"
+#include "commands.h"
 #include "desktop/selection.h"
 #include "errors.h"
 #include "provider/client.h"
 #include "rich/rtf.h"
 #include "rich/rtfd.h"
+#include "runtime/recent_services.h"
 #include "services/catalogue.h"
+#include "services/user_actions.h"
 #include "text/encodings.h"
 
 namespace textrix::command {
@@ -27,22 +30,26 @@ constexpr std::string_view kTextTargets[] = {"text/plain;charset=utf-8", "UTF8_S
 struct PickOptions {
   std::optional<std::string> service;
   bool clipboard = false;
+  bool repeat = false;
   std::optional<std::string> chooser;
 };
 
-// Parses [SERVICE] [--clipboard] [--chooser COMMAND] in any order; returns the usage error.
+// Parses [SERVICE | --repeat] [--clipboard] [--chooser COMMAND] in any order; returns the usage
+// error.
 std::optional<CommandError> parsePickOptions(std::span<const std::string_view> arguments,
                                              PickOptions& options) {
   for (ArgumentReader reader(arguments); reader.next();) {
     const std::string_view name = reader.name();
     if (!reader.isOption()) {
       if (options.service) return CommandError{ErrorKind::usage, "pick takes one service"};
-      if (!findService(name)) {
+      if (!findService(name) && !findUserAction(name)) {
         return CommandError{ErrorKind::usage, "unknown service " + std::string(name)};
       }
       options.service = std::string(name);
     } else if (name == "--clipboard" && !reader.hasInlineValue()) {
       options.clipboard = true;
+    } else if (name == "--repeat" && !reader.hasInlineValue()) {
+      options.repeat = true;
     } else if (name == "--chooser") {
       const std::optional<std::string_view> command = reader.value();
       if (!command || command->empty()) {
@@ -52,6 +59,9 @@ std::optional<CommandError> parsePickOptions(std::span<const std::string_view> a
     } else {
       return unknownOption(name);
     }
+  }
+  if (options.repeat && options.service) {
+    return CommandError{ErrorKind::usage, "pick --repeat takes no service"};
   }
   return std::nullopt;
 }
@@ -64,59 +74,167 @@ int tellUser(const Desktop& desktop, const CommandError& error) {
   return status;
 }
 
+// items with those that recent names first, most recent at the top, and then the others in the
+// order they came.
+std::vector<ChoiceItem> recentFirst(std::vector<ChoiceItem> items,
+                                    std::span<const std::string> recent) {
+  const auto recency = [recent](const ChoiceItem& item) {
+    return std::find(recent.begin(), recent.end(), item.name) - recent.begin();
+  };
+  std::stable_sort(items.begin(), items.end(), [&](const ChoiceItem& a, const ChoiceItem& b) {
+    return recency(a) < recency(b);
+  });
+  return items;
+}
+
+// What pick offers to choose from: the services in the order of the menu, those applied lately
+// first. A name in the history that names none of them is passed over.
+std::vector<ChoiceItem> pickChoices(const RecentServices& recent) {
+  std::vector<ChoiceItem> items;
+  for (const ServiceEntry& entry : serviceCatalogue()) {
+    items.push_back(
+        {std::string(entry.name), std::string(entry.menuTitle), std::string(entry.summary)});
+  }
+  for (UserAction& action : userActions()) {
+    items.push_back(
+        {std::move(action.name), std::move(action.title), std::move(action.description)});
+  }
+  return recentFirst(std::move(items), recent.names());
+}
+
+// The name of the choice that pick applied last, or none when the history names no choice.
+std::optional<std::string> lastApplied(const RecentServices& recent) {
+  const std::vector<ChoiceItem> items = pickChoices(recent);
+  const std::vector<std::string>& names = recent.names();
+  if (items.empty() || std::find(names.begin(), names.end(), items.front().name) == names.end()) {
+    return std::nullopt;
+  }
+  return items.front().name;
+}
+
+// The service that the command line names, repeats or leaves to the chooser: in name, left empty
+// when the choice was cancelled. Returns the error when there is nothing to repeat or no choice.
+std::optional<CommandError> serviceToApply(const PickOptions& options, const Desktop& desktop,
+                                           const RecentServices& recent, std::string& name) {
+  if (options.service) {
+    name = *options.service;
+  } else if (options.repeat) {
+    std::optional<std::string> last = lastApplied(recent);
+    if (!last) {
+      return CommandError{ErrorKind::missingSetting,
+                          "nothing to repeat: pick has applied no service yet"};
+    }
+    name = std::move(*last);
+  } else {
+    const std::vector<ChoiceItem> items = pickChoices(recent);
+    const ChoiceItem* chosen = nullptr;
+    if (std::optional<CommandError> error = chooseItem(desktop, options.chooser, items, chosen)) {
+      return error;
+    }
+    if (chosen) name = chosen->name;
+  }
+  return std::nullopt;
+}
+
+// Puts the service first in the history. A history that cannot be kept is told on standard error
+// only: it never stops pick.
+void remember(RecentServices& recent, std::string_view service) {
+  recent.recordUse(service);
+  if (std::string problem = recent.save(); !problem.empty()) {
+    writeText(stderr,
+              errorLine({ErrorKind::input, "the recent services are not kept: " + problem}) + "\n");
+  }
+}
+
 bool offers(const std::vector<std::string>& types, std::string_view type) {
   return std::find(types.begin(), types.end(), type) != types.end();
 }
 
-// The request's pasteboard: RTF when it is offered and its bytes are RTF, then UTF-8 text when it
-// is offered and valid, so that the provider falls back to the text when the RTF does not parse.
-// Empty when nothing usable is selected.
-BusPasteboard requestFromSelection(DesktopSelection& selection) {
+std::size_t bytesOf(const BusPasteboard& request) {
+  std::size_t total = 0;
+  for (const auto& entry : request) total += entry.get<1>().size();
+  return total;
+}
+
+// The types an owner offers, without the X11 targets that every owner answers and that hold no
+// selection.
+std::string listed(const std::vector<std::string>& types) {
+  constexpr std::string_view kProtocolTargets[] = {"TARGETS", "TIMESTAMP", "MULTIPLE",
+                                                   "SAVE_TARGETS"};
+  std::string list;
+  for (const std::string& type : types) {
+    if (std::find(std::begin(kProtocolTargets), std::end(kProtocolTargets), type) !=
+        std::end(kProtocolTargets)) {
+      continue;
+    }
+    list += (list.empty() ? "" : ", ") + type;
+  }
+  return list;
+}
+
+// The request's pasteboard: RTF when it is offered and reads, then UTF-8 text when it is offered
+// and valid, so that the provider falls back to the text when the RTF does not parse. A service
+// that reads no selection (the date and time) is applied whatever is selected; for the others,
+// returns what the user is told instead of a request the service could only refuse: that nothing
+// is selected, that the RTF cannot be read (and where), that nothing offered is text, or that the
+// selection is too large to send.
+std::optional<CommandError> requestFromSelection(DesktopSelection& selection, bool readsSelection,
+                                                 BusPasteboard& request) {
   const std::vector<std::string> types = selection.types();
-  BusPasteboard request;
   const auto add = [&](std::string_view type, const std::string& bytes) {
     request.emplace_back(std::string(type), std::vector<std::uint8_t>(bytes.begin(), bytes.end()));
   };
+  std::optional<RichTextError> rtfError;
+  std::optional<std::size_t> invalidTextAt;
+  bool empty = true;
   for (std::string_view type : kRtfTargets) {
     if (!offers(types, type)) continue;
     std::optional<std::string> bytes = selection.read(type);
-    if (bytes && bytes->starts_with("{\\rtf")) {
-      add("text/rtf", *bytes);
-      break;
+    if (!bytes || !bytes->starts_with("{\\rtf")) continue;
+    const RichTextReading reading = readRtf(*bytes);
+    if (!reading.ok()) {
+      rtfError = reading.error;
+      continue;
     }
+    empty = empty && reading.text.length() == 0;
+    add("text/rtf", *bytes);
+    break;
   }
   for (std::string_view type : kTextTargets) {
     if (!offers(types, type)) continue;
     std::optional<std::string> bytes = selection.read(type);
-    if (bytes && firstInvalidUtf8Offset(*bytes) == Utf8Decoding::kValid) {
-      add("text/plain;charset=utf-8", *bytes);
-      break;
+    if (!bytes) continue;
+    if (const std::size_t invalid = firstInvalidUtf8Offset(*bytes);
+        invalid != Utf8Decoding::kValid) {
+      invalidTextAt = invalid;
+      continue;
     }
+    empty = empty && bytes->empty();
+    add("text/plain;charset=utf-8", *bytes);
+    break;
   }
-  return request;
-}
-
-// What the clipboard offers for the service's result: a rich result as itself and as its
-// characters, plain text under both names of UTF-8 text.
-std::vector<SelectionContent> clipboardContents(const BusPasteboard& answer) {
-  const std::string type = answer.front().get<0>();
-  const std::vector<std::uint8_t>& content = answer.front().get<1>();
-  std::string bytes(content.begin(), content.end());
-  std::vector<SelectionContent> contents;
-  std::optional<std::string> plain;
-  if (type == kRTFPboardType || type == kRTFDPboardType) {
-    const RichTextReading reading = type == kRTFPboardType ? readRtf(bytes) : readRtfd(bytes);
-    if (reading.ok()) plain = encodeUtf8(reading.text.string());
-    contents.push_back(
-        {type == kRTFPboardType ? "text/rtf" : "application/x-rtfd", std::move(bytes)});
-  } else {
-    plain = std::move(bytes);
+  if (!readsSelection) return std::nullopt;
+  if (types.empty() || (!request.empty() && empty)) {
+    return CommandError{ErrorKind::serviceMessage, "Nothing is selected"};
   }
-  if (plain) {
-    contents.push_back({"UTF8_STRING", *plain});
-    contents.push_back({"text/plain;charset=utf-8", std::move(*plain)});
+  if (request.empty() && rtfError) {
+    return CommandError{ErrorKind::input,
+                        "the selected RTF cannot be read: " + rtfError->message() + " at byte " +
+                            std::to_string(rtfError->offset)};
   }
-  return contents;
+  if (request.empty() && invalidTextAt) {
+    return CommandError{ErrorKind::input, "the selected text is not UTF-8: invalid UTF-8 at byte " +
+                                              std::to_string(*invalidTextAt)};
+  }
+  if (request.empty()) {
+    return CommandError{ErrorKind::input, "the selection offers no text, only " + listed(types)};
+  }
+  if (bytesOf(request) > kMaxSelectionBytes) {
+    return CommandError{ErrorKind::input, "the selection is larger than " +
+                                              std::to_string(kMaxSelectionBytes >> 20) +
+                                              " MiB, more than a service takes"};
+  }
+  return std::nullopt;
 }
 
 }  // namespace
@@ -132,26 +250,38 @@ int pick(std::span<const std::string_view> arguments) {
       desktopSelection(desktop, options.clipboard, problem);
   if (!selection) return tellUser(desktop, {ErrorKind::noDesktop, problem});
 
-  const ServiceEntry* entry = options.service ? findService(*options.service) : nullptr;
-  if (!entry) {
-    if (std::optional<CommandError> error = chooseService(desktop, options.chooser, entry)) {
-      return tellUser(desktop, *error);
-    }
-    if (!entry) return kSuccess;  // cancelled: nothing changes
+  RecentServices recent(RecentServices::standardPath());
+  std::string name;
+  if (std::optional<CommandError> error = serviceToApply(options, desktop, recent, name)) {
+    return tellUser(desktop, *error);
   }
+  if (name.empty()) return kSuccess;  // cancelled: nothing changes
+  // A built-in service named by its handler is applied and remembered by its command name.
+  const ServiceEntry* entry = findService(name);
+  const std::string service = entry ? std::string(entry->name) : name;
 
-  const BusPasteboard request = requestFromSelection(*selection);
+  BusPasteboard request;
+  const bool readsSelection = !entry || entry->readMode != ReadMode::none;
+  if (std::optional<CommandError> problem =
+          requestFromSelection(*selection, readsSelection, request)) {
+    return tellUser(desktop, *problem);
+  }
   const auto [failure, answer, message] =
-      performOnProvider(entry->name, request, selection->activeApplication());
+      performOnProvider(service, request, selection->activeApplication());
   if (failure) {
     const int status = report(providerFailure(*failure));
     notify(desktop, "textrix: the provider cannot be reached");
     return status;
   }
+  // The provider applied the service, even where it then reported its message.
+  remember(recent, service);
   if (!message.empty()) return tellUser(desktop, {ErrorKind::serviceMessage, message});
   // A service that writes nothing (speech, statistics) leaves the clipboard as it was.
   if (answer.empty()) return kSuccess;
-  if (std::string failed = selection->writeClipboard(clipboardContents(answer)); !failed.empty()) {
+  const std::vector<std::uint8_t>& content = answer.front().get<1>();
+  if (std::string failed = selection->writeClipboard(
+          clipboardContents(answer.front().get<0>(), std::string(content.begin(), content.end())));
+      !failed.empty()) {
     return tellUser(desktop, {ErrorKind::noDesktop, "cannot set the clipboard: " + failed});
   }
   return kSuccess;

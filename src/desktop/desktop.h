@@ -1,6 +1,7 @@
 // The desktop around the provider process: the clipboard that the mail application's double write
 // fills, and the alert that a service shows. Each goes through a helper program found on PATH
-// (wl-copy or xclip; zenity, kdialog or notify-send) and does without when none is there.
+// (wl-copy or xclip; zenity, kdialog or notify-send) and does without when none is there. The
+// programs run through util/child_process.h, which this header brings to its callers.
 //
 //   textrix::Desktop desktop = textrix::Desktop::current();
 //   textrix::copyToDesktopClipboard(desktop, textrix::ServicePasteboard::generalPasteboard());
@@ -13,7 +14,9 @@
 #include <string_view>
 #include <vector>
 
+#include "desktop/x11_selection.h"
 #include "runtime/pasteboard.h"
+#include "util/child_process.h"
 
 namespace textrix {
 
@@ -34,9 +37,15 @@ struct Desktop {
 // text/plain;charset=utf-8, text/rtf or application/x-rtfd; none for the others.
 std::optional<std::string_view> mimeTypeOfPasteboardType(std::string_view type);
 
-// Copies the content of the pasteboard's first type to the desktop clipboard: through wl-copy on a
-// Wayland display, else through xclip -selection clipboard on an X display. False when neither
-// program with its display is there, the pasteboard holds no text, or the program failed.
+// What the desktop clipboard offers for a content of the pasteboard type (text, RTF or RTFD): the
+// content under its MIME type and, for rich text that reads, its characters; UTF-8 text under both
+// of its names (text/plain;charset=utf-8 and UTF8_STRING), so that every kind of reader finds it.
+std::vector<SelectionContent> clipboardContents(std::string_view type, std::string content);
+
+// Copies the content of the pasteboard's first type to the desktop clipboard: on a Wayland display
+// as clipboardContents offers it, through the compositor's data-control protocol, else through
+// wl-copy; else through xclip -selection clipboard on an X display. False when none of them with
+// its display is there, the pasteboard holds no text, or the program failed.
 bool copyToDesktopClipboard(const Desktop& desktop, const ServicePasteboard& pasteboard);
 
 // Shows an alert with a title and a message and returns when it is dismissed: a modal dialog
@@ -48,24 +57,5 @@ void showAlert(const Desktop& desktop, std::u16string_view title, std::u16string
 // Shows the message as a desktop notification from Textrix: through org.freedesktop.Notifications
 // on the session bus, else through notify-send, else not at all.
 void notify(const Desktop& desktop, const std::string& message);
-
-// Runs the program with the arguments and the given standard input, its standard output
-// discarded, and waits for it. Its exit status, or -1 when it could not run.
-int runProgram(const std::string& program, const std::vector<std::string>& arguments,
-               std::string_view input);
-
-// What a program printed on its standard output and its exit status (-1 when it could not run
-// or was killed by a signal).
-struct ProgramOutput {
-  int status = -1;
-  std::string output;
-};
-
-// Runs the program like runProgram, collecting its standard output; its standard error is the
-// caller's. Input and output flow at the same time, so a program that prints before it has read
-// everything cannot block.
-ProgramOutput runProgramForOutput(const std::string& program,
-                                  const std::vector<std::string>& arguments,
-                                  std::string_view input);
 
 }  // namespace textrix

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "desktop/wayland_clipboard.h"
+
 namespace textrix {
 namespace {
 
@@ -30,14 +32,25 @@ class X11DesktopSelection final : public DesktopSelection {
   std::string selection_;
 };
 
-// Wayland, through wl-paste and wl-copy, which offer one type per call.
+// Wayland: the selections through the compositor's data-control protocol where it offers it,
+// else through wl-paste and wl-copy, which offer one type per call.
 class WaylandDesktopSelection final : public DesktopSelection {
  public:
-  WaylandDesktopSelection(std::string paste, std::string copy, bool primary)
-      : paste_(std::move(paste)), copy_(std::move(copy)), primary_(primary) {}
+  // reader reads the selection when set, else paste does; the clipboard is written through the
+  // protocol when the compositor offers it (dataControl), else through copy.
+  WaylandDesktopSelection(std::string display, std::unique_ptr<WaylandClipboard> reader,
+                          bool dataControl, std::optional<std::string> paste,
+                          std::optional<std::string> copy, bool primary)
+      : display_(std::move(display)),
+        reader_(std::move(reader)),
+        dataControl_(dataControl),
+        paste_(std::move(paste)),
+        copy_(std::move(copy)),
+        primary_(primary) {}
 
   std::vector<std::string> types() override {
-    const ProgramOutput listed = runProgramForOutput(paste_, withPrimary({"--list-types"}), {});
+    if (reader_) return reader_->selectionTypes(selection());
+    const ProgramOutput listed = runProgramForOutput(*paste_, withPrimary({"--list-types"}), {});
     std::vector<std::string> types;
     if (listed.status != 0) return types;
     std::string_view rest = listed.output;
@@ -49,39 +62,73 @@ class WaylandDesktopSelection final : public DesktopSelection {
     return types;
   }
   std::optional<std::string> read(std::string_view type) override {
-    ProgramOutput pasted =
-        runProgramForOutput(paste_, withPrimary({"--no-newline", "--type", std::string(type)}), {});
+    if (reader_) return reader_->readSelection(selection(), type);
+    ProgramOutput pasted = runProgramForOutput(
+        *paste_, withPrimary({"--no-newline", "--type", std::string(type)}), {});
     if (pasted.status != 0) return std::nullopt;
     return std::move(pasted.output);
   }
   std::string activeApplication() override { return {}; }
   std::string writeClipboard(std::vector<SelectionContent> contents) override {
+    if (dataControl_) {
+      std::string problem = serveWaylandClipboardInBackground(display_, contents).problem;
+      // Should the compositor refuse after all, wl-copy still offers the richest type.
+      if (problem.empty() || !copy_) return problem;
+    }
     const SelectionContent& first = contents.front();
-    return runProgram(copy_, {"--type", first.target}, first.bytes) == 0 ? std::string()
-                                                                         : "wl-copy failed";
+    return runProgram(*copy_, {"--type", first.target}, first.bytes) == 0 ? std::string()
+                                                                          : "wl-copy failed";
   }
 
  private:
+  WaylandSelection selection() const {
+    return primary_ ? WaylandSelection::primary : WaylandSelection::clipboard;
+  }
   std::vector<std::string> withPrimary(std::vector<std::string> arguments) const {
     if (primary_) arguments.insert(arguments.begin(), "--primary");
     return arguments;
   }
 
-  std::string paste_, copy_;
+  std::string display_;
+  std::unique_ptr<WaylandClipboard> reader_;
+  bool dataControl_;
+  std::optional<std::string> paste_, copy_;
   bool primary_;
 };
+
+// The Wayland selection: null, with the problem naming the wl-clipboard programs it lacks, when
+// neither the compositor nor a program reads the selection or writes the clipboard.
+std::unique_ptr<DesktopSelection> waylandSelection(const Desktop& desktop, bool clipboard,
+                                                   std::string& problem) {
+  std::string unsupported;
+  std::unique_ptr<WaylandClipboard> reader =
+      WaylandClipboard::open(desktop.waylandDisplay, unsupported);
+  const bool dataControl = reader != nullptr;
+  if (reader && !clipboard && !reader->hasPrimarySelection()) {
+    reader.reset();
+    unsupported = "the Wayland compositor's data-control protocol has no primary selection";
+  }
+  std::optional<std::string> paste = desktop.findProgram("wl-paste");
+  std::optional<std::string> copy = desktop.findProgram("wl-copy");
+  if ((reader || paste) && (dataControl || copy)) {
+    return std::make_unique<WaylandDesktopSelection>(desktop.waylandDisplay, std::move(reader),
+                                                     dataControl, std::move(paste), std::move(copy),
+                                                     !clipboard);
+  }
+  std::string programs = reader || paste ? "" : "wl-paste";
+  if (!dataControl && !copy) programs += programs.empty() ? "wl-copy" : " and wl-copy";
+  problem = "pick needs " + programs + " on Wayland (install wl-clipboard): " + unsupported;
+  return nullptr;
+}
 
 }  // namespace
 
 std::unique_ptr<DesktopSelection> desktopSelection(const Desktop& desktop, bool clipboard,
                                                    std::string& problem) {
   if (!desktop.waylandDisplay.empty()) {
-    auto paste = desktop.findProgram("wl-paste"), copy = desktop.findProgram("wl-copy");
-    if (paste && copy) return std::make_unique<WaylandDesktopSelection>(*paste, *copy, !clipboard);
-    if (desktop.xDisplay.empty()) {
-      problem = "pick needs wl-paste and wl-copy on Wayland: install wl-clipboard";
-      return nullptr;
-    }
+    if (auto selection = waylandSelection(desktop, clipboard, problem)) return selection;
+    if (desktop.xDisplay.empty()) return nullptr;
+    problem.clear();
   }
   if (desktop.xDisplay.empty()) {
     problem = "pick needs a desktop session: neither DISPLAY nor WAYLAND_DISPLAY is set";

@@ -1,5 +1,6 @@
 // The desktop's selection that textrix pick reads and the clipboard it leaves the result on: X11
-// over the selection's own protocol, or Wayland through wl-paste and wl-copy.
+// over the selection's own protocol, or Wayland through the compositor's data-control protocol,
+// falling back to wl-paste and wl-copy where the compositor lacks it.
 //
 //   std::string problem;
 //   auto selection = textrix::desktopSelection(textrix::Desktop::current(), false, problem);

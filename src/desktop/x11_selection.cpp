@@ -381,8 +381,12 @@ class SelectionServer {
   std::vector<IncrTransfer> transfers_;
 };
 
-// What the owner reports once it owns the selection; anything else is its problem.
-constexpr std::string_view kOwned = "+";
+// The first byte of what the owner reports: it owns the selection (its process id follows), or it
+// cannot (its problem follows).
+constexpr char kOwned = '+';
+constexpr char kNotOwned = '-';
+// The descriptor on which the owner reports, the one it keeps beside the standard streams.
+constexpr int kReportDescriptor = 3;
 
 // Writes all of text to the descriptor, ignoring failures: the reader may be gone.
 void writeAll(int descriptor, std::string_view text) {
@@ -394,26 +398,45 @@ void writeAll(int descriptor, std::string_view text) {
   }
 }
 
-// The process that owns the selection: tells report kOwned once it owns it, or the problem, then
-// serves. Never returns.
-[[noreturn]] void runSelectionOwner(const std::string& display, std::string_view selection,
-                                    std::vector<SelectionContent> contents, int report) {
-  std::string problem;
-  std::unique_ptr<X11State> state = connect(display, problem);
-  if (!state) {
-    writeAll(report, problem);
-    ::_exit(1);
+// Everything readable from the descriptor until its writers close it.
+std::string readAll(int descriptor) {
+  std::string text;
+  char buffer[256];
+  while (true) {
+    const ssize_t got = ::read(descriptor, buffer, sizeof buffer);
+    if (got < 0 && errno == EINTR) continue;
+    if (got <= 0) return text;
+    text.append(buffer, static_cast<std::size_t>(got));
   }
-  SelectionServer server(*state, atomNamed(state->connection, selection), std::move(contents));
-  if (!server.own()) {
-    writeAll(report, "cannot own the X selection " + std::string(selection));
-    ::_exit(1);
+}
+
+// Leaves this process's standard streams on /dev/null, report on kReportDescriptor and no other
+// descriptor open: a background owner must not keep the caller's terminal, pipes or bus
+// connection alive.
+void keepOnlyReport(int report) {
+  const int kept = ::fcntl(report, F_DUPFD, kReportDescriptor + 1);
+  const int null = ::open("/dev/null", O_RDWR);
+  if (null >= 0) {
+    ::dup2(null, 0);
+    ::dup2(null, 1);
+    ::dup2(null, 2);
+    if (null > 2) ::close(null);
   }
-  writeAll(report, kOwned);
-  ::close(report);
-  server.serve();
-  state.reset();
-  ::_exit(0);
+  ::dup2(kept, kReportDescriptor);
+  ::close_range(kReportDescriptor + 1, ~0U, 0);
+}
+
+// The process that owns the selection: runs own, reporting on kReportDescriptor. Never returns.
+[[noreturn]] void runOwner(
+    const std::function<std::string(const std::function<void()>& owned)>& own) {
+  bool reported = false;
+  const std::string problem = own([&] {
+    writeAll(kReportDescriptor, kOwned + std::to_string(::getpid()));
+    ::close(kReportDescriptor);
+    reported = true;
+  });
+  if (!reported && !problem.empty()) writeAll(kReportDescriptor, kNotOwned + problem);
+  ::_exit(problem.empty() ? 0 : 1);
 }
 
 }  // namespace
@@ -500,46 +523,50 @@ std::string X11Connection::activeWindowClass() {
   return std::string(value.c_str() + end + 1);
 }
 
-std::string serveSelectionInBackground(const std::string& display, std::string_view selection,
-                                       std::vector<SelectionContent> contents) {
+BackgroundOwner ownInBackground(
+    const std::function<std::string(const std::function<void()>& owned)>& own) {
   int report[2];
-  if (::pipe2(report, O_CLOEXEC) != 0) return std::string("cannot make a pipe: ") + strerror(errno);
+  if (::pipe2(report, O_CLOEXEC) != 0) {
+    return {-1, std::string("cannot make a pipe: ") + strerror(errno)};
+  }
   const pid_t child = ::fork();
   if (child < 0) {
     ::close(report[0]);
     ::close(report[1]);
-    return std::string("cannot start the selection owner: ") + strerror(errno);
+    return {-1, std::string("cannot start the selection owner: ") + strerror(errno)};
   }
   if (child == 0) {
     // The first child only starts the owner and ends, so that the caller has no zombie and the
     // owner no parent to wait for it.
-    ::close(report[0]);
     ::setsid();
-    const int null = ::open("/dev/null", O_RDWR);
-    if (null >= 0) {
-      ::dup2(null, 0);
-      ::dup2(null, 1);
-      ::dup2(null, 2);
-      if (null > 2) ::close(null);
-    }
+    keepOnlyReport(report[1]);
     const pid_t owner = ::fork();
-    if (owner == 0) runSelectionOwner(display, selection, std::move(contents), report[1]);
+    if (owner == 0) runOwner(own);
     ::_exit(owner < 0 ? 1 : 0);
   }
   ::close(report[1]);
   while (::waitpid(child, nullptr, 0) < 0 && errno == EINTR) {
   }
-  std::string problem;
-  char buffer[256];
-  while (true) {
-    const ssize_t got = ::read(report[0], buffer, sizeof buffer);
-    if (got < 0 && errno == EINTR) continue;
-    if (got <= 0) break;
-    problem.append(buffer, static_cast<std::size_t>(got));
-  }
+  const std::string reported = readAll(report[0]);
   ::close(report[0]);
-  if (problem == kOwned) return {};
-  return problem.empty() ? "the selection owner ended before it owned the selection" : problem;
+  if (reported.starts_with(kOwned)) return {std::stoi(reported.substr(1)), {}};
+  if (reported.starts_with(kNotOwned)) return {-1, reported.substr(1)};
+  return {-1, "the selection owner ended before it owned the selection"};
+}
+
+std::string serveSelectionInBackground(const std::string& display, std::string_view selection,
+                                       std::vector<SelectionContent> contents) {
+  const auto own = [&](const std::function<void()>& owned) -> std::string {
+    std::string problem;
+    std::unique_ptr<X11State> state = connect(display, problem);
+    if (!state) return problem;
+    SelectionServer server(*state, atomNamed(state->connection, selection), std::move(contents));
+    if (!server.own()) return "cannot own the X selection " + std::string(selection);
+    owned();
+    server.serve();
+    return {};
+  };
+  return ownInBackground(own).problem;
 }
 
 }  // namespace textrix

@@ -3,7 +3,8 @@
 // process until another client takes it. Every wait on another client has a deadline, so that an
 // owner that never answers cannot hang the caller. libxcb is loaded when a display is first
 // connected to; where it cannot be loaded, no connection opens and the problem says what to
-// install.
+// install. The background process is started by ownInBackground, which the Wayland clipboard
+// shares.
 //
 //   std::string problem;
 //   std::unique_ptr<textrix::X11Connection> x = textrix::X11Connection::open(":0", problem);
@@ -13,7 +14,10 @@
 //                                                 {{"text/rtf", rtf}, {"UTF8_STRING", plain}});
 #pragma once
 
+#include <sys/types.h>
+
 #include <chrono>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -59,6 +63,19 @@ class X11Connection final {
   explicit X11Connection(std::unique_ptr<detail::X11State> state);
   std::unique_ptr<detail::X11State> state_;
 };
+
+// A process started in the background to own a selection.
+struct BackgroundOwner {
+  pid_t process = -1;   // the owner's process id, once it owns the selection
+  std::string problem;  // why it does not own the selection; empty when it does
+};
+
+// Runs own in a background process that has left the caller's session, standard streams and other
+// descriptors, and returns once own has called its argument, owned, to say that it owns the
+// selection, or has returned without doing so. own returns the problem when it could not take the
+// selection, or empty once it has served it until it lost it.
+BackgroundOwner ownInBackground(
+    const std::function<std::string(const std::function<void()>& owned)>& own);
 
 // Makes a background process the owner of the selection, offering TARGETS, TIMESTAMP and each
 // content under its target, and returns once it owns it: empty, or the problem (nothing owned

@@ -4,7 +4,8 @@
 //
 //   Perform(s service, a(say) pasteboard, s userData, a{sv} options)
 //       -> (a(say) pasteboard, s error)
-//   ListServices() -> a(ssasas)      name, handler, send types, return types
+//   ListServices() -> a(ssasas)      name, handler, send types, return types: the services, then
+//                                    the user's actions (handler: the action's file)
 //   property Speaking: b, read-only
 //
 //   std::unique_ptr<sdbus::IConnection> connection = sdbus::createSessionBusConnection();

@@ -165,7 +165,8 @@ RequestOutcome RequestServer::perform(std::string_view service,
                                       std::string_view userData, const RequestOptions& options) {
   RequestOutcome outcome;
   const ServiceEntry* entry = findService(service);
-  if (!entry) {
+  std::optional<UserAction> action;
+  if (!entry && !(action = findUserAction(service))) {
     outcome.failure = {RequestProblem::unknownService, "unknown service " + std::string(service)};
     return outcome;
   }
@@ -175,7 +176,11 @@ RequestOutcome RequestServer::perform(std::string_view service,
 
   const int changeCount = request.changeCount();
   application_ = options.application;
-  performService(textrix_, *entry, request, userData, outcome.error);
+  if (entry) {
+    performService(textrix_, *entry, request, userData, outcome.error);
+  } else {
+    performUserAction(textrix_, *action, request, outcome.error);
+  }
   application_.clear();
   if (!outcome.error.empty() || request.changeCount() == changeCount) return outcome;
 
@@ -194,6 +199,10 @@ std::vector<ServiceDescription> RequestServer::listServices() const {
   for (const ServiceEntry& entry : serviceCatalogue()) {
     services.push_back({std::string(entry.name), std::string(entry.handlerName),
                         typeNames(entry.sendTypes), typeNames(entry.returnTypes)});
+  }
+  for (const UserAction& action : userActions()) {
+    services.push_back(
+        {action.name, action.file.string(), action.sendTypes(), action.returnTypes()});
   }
   return services;
 }

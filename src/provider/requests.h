@@ -26,6 +26,7 @@
 #include "runtime/exchange.h"
 #include "runtime/pasteboard.h"
 #include "services/textrix.h"
+#include "services/user_actions.h"
 
 namespace textrix {
 
@@ -48,10 +49,6 @@ struct OutgoingItem {
   // Writes those bytes to target, which has room for size() of them.
   void copyTo(char* target) const;
 };
-
-// The most content, in bytes, that a request may carry or a result may hand back, over all its
-// types: 32 MiB, half of the largest array a bus message can hold.
-inline constexpr std::size_t kMaxSelectionBytes = std::size_t{32} << 20;
 
 // What can be wrong with a request, each answered with its own bus error.
 enum class RequestProblem {
@@ -102,7 +99,8 @@ struct RequestOutcome {
   std::string error;
 };
 
-// A service as ListServices describes it.
+// A service as ListServices describes it. A user action's handler is the path of the file that
+// describes it, which tells a client where the action lives and that it is no built-in service.
 struct ServiceDescription {
   std::string name;
   std::string handler;
@@ -121,12 +119,13 @@ class RequestServer final {
   RequestServer(const RequestServer&) = delete;
   RequestServer& operator=(const RequestServer&) = delete;
 
-  // Runs the named service (command or handler name) on the request's pasteboard, whose contents
-  // are read before it returns. Never throws for bad input: every problem is in the outcome's
-  // failure.
+  // Runs the named service (command or handler name), or else the user action of that name or
+  // file (services/user_actions.h, looked up anew for each request), on the request's pasteboard,
+  // whose contents are read before it returns. Never throws for bad input: every problem is in the
+  // outcome's failure; a failing action is its message.
   RequestOutcome perform(std::string_view service, std::span<const PasteboardItem> pasteboard,
                          std::string_view userData, const RequestOptions& options);
-  // The services that can be performed, in the order of the menu.
+  // The services that can be performed, in the order of the menu, then the user actions by name.
   std::vector<ServiceDescription> listServices() const;
 
   // Whether a service asked the process to end (statistics) since the last clearTermination.

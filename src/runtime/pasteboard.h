@@ -10,6 +10,8 @@
 // Text types hold bytes (RTF, flat RTFD) except the plain-text type, which holds UTF-16 code units.
 #pragma once
 
+#include <cstddef>
+
 #include <initializer_list>
 #include <optional>
 #include <string>
@@ -18,6 +20,11 @@
 #include <vector>
 
 namespace textrix {
+
+// The most content, in bytes, that a selection or a result may hold over all its types wherever a
+// request crosses a process boundary (the bus, a user action, textrix pick): 32 MiB, half of the
+// largest array a bus message can hold.
+inline constexpr std::size_t kMaxSelectionBytes = std::size_t{32} << 20;
 
 // The type identifiers of a pasteboard.
 inline constexpr std::string_view kRTFDPboardType = "NSRTFDPboardType";

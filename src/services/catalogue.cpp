@@ -121,22 +121,26 @@ void convertToSmartQuotesOfUser(ServiceText& text, Textrix&) {
 // An entry whose service writes back the kind of text it read.
 constexpr ServiceEntry textService(std::string_view name, std::string_view handlerName,
                                    ReadMode mode, std::string_view message, std::string_view title,
+                                   std::string_view summary,
                                    std::variant<PlainTransform, TextTransform> transform) {
-  return {name, handlerName, mode, message, sendTypesOf(mode), sendTypesOf(mode), title, transform};
+  const std::span<const std::string_view> types = sendTypesOf(mode);
+  return {name, handlerName, mode, message, types, types, title, summary, transform};
 }
 
 // An entry whose service writes nothing back.
 constexpr ServiceEntry silentService(std::string_view name, std::string_view handlerName,
                                      ReadMode mode, std::string_view title,
-                                     PlainTransform transform) {
-  return {name, handlerName, mode, {}, sendTypesOf(mode), kNoTypes, title, transform};
+                                     std::string_view summary, PlainTransform transform) {
+  return {name, handlerName, mode, {}, sendTypesOf(mode), kNoTypes, title, summary, transform};
 }
 
 // An entry whose service writes plain text whatever it read.
 constexpr ServiceEntry insertService(std::string_view name, std::string_view handlerName,
                                      ReadMode mode, std::string_view message,
-                                     std::string_view title, PlainTransform transform) {
-  return {name, handlerName, mode, message, sendTypesOf(mode), kPlainTypes, title, transform};
+                                     std::string_view title, std::string_view summary,
+                                     PlainTransform transform) {
+  return {name,        handlerName, mode,    message,  sendTypesOf(mode),
+          kPlainTypes, title,       summary, transform};
 }
 
 // An entry whose service works on each line of plain text alone.
@@ -149,120 +153,166 @@ using M = ReadMode;
 
 // The services in the order of the menu.
 const std::array kCatalogue = {
-    lineByLine(textService("upper", "doUpperService:userData:error:", M::mutableCopy,
-                           kUpperCaseMessage, "Upper Case",
-                           editing([](auto& text) { uppercase(text); }))),
-    lineByLine(textService("lower", "doLowerService:userData:error:", M::mutableCopy,
-                           kLowerCaseMessage, "Lower Case",
-                           editing([](auto& text) { lowercase(text); }))),
     lineByLine(textService(
-        "capitalize-words", "doCapitalizeWordsService:userData:error:", M::mutableCopy,
-        kCapitalizeMessage, "Capitalize Words", editing([](auto& text) { capitalize(text); }))),
-    textService("capitalize-sentences", "doCapitalizeSentencesService:userData:error:", M::plain,
-                kCapitalizeMessage, "Capitalize Sentences", mapping([](std::u16string_view text) {
-                  return stringByCapitalizingSentences(text);
-                })),
-    lineByLine(textService("shift-left", "doShiftLeftService:userData:error:", M::plain,
-                           kShiftLeftMessage, "Shift Left", mapping([](std::u16string_view text) {
-                             return stringByShiftingLinesLeft(text, Textrix::tabs());
-                           }))),
-    lineByLine(textService("shift-right", "doShiftRightService:userData:error:", M::plain,
-                           kShiftRightMessage, "Shift Right", mapping([](std::u16string_view text) {
-                             return stringByShiftingLinesRight(text);
-                           }))),
-    lineByLine(textService("entab", "doEntabService:userData:error:", M::lines, kTabsMessage,
-                           "Spaces to Tabs", convertTabsOfSelection<true>)),
+        "upper", "doUpperService:userData:error:", M::mutableCopy, kUpperCaseMessage, "Upper Case",
+        "Changes every letter to its capital form.", editing([](auto& text) { uppercase(text); }))),
+    lineByLine(textService(
+        "lower", "doLowerService:userData:error:", M::mutableCopy, kLowerCaseMessage, "Lower Case",
+        "Changes every letter to its small form.", editing([](auto& text) { lowercase(text); }))),
+    lineByLine(textService("capitalize-words", "doCapitalizeWordsService:userData:error:",
+                           M::mutableCopy, kCapitalizeMessage, "Capitalize Words",
+                           "Capitalizes the first letter of every word and lower-cases the rest.",
+                           editing([](auto& text) { capitalize(text); }))),
+    textService(
+        "capitalize-sentences", "doCapitalizeSentencesService:userData:error:", M::plain,
+        kCapitalizeMessage, "Capitalize Sentences",
+        "Lower-cases the text, then capitalizes the first letter of each sentence.",
+        mapping([](std::u16string_view text) { return stringByCapitalizingSentences(text); })),
+    lineByLine(textService(
+        "shift-left", "doShiftLeftService:userData:error:", M::plain, kShiftLeftMessage,
+        "Shift Left", "Removes one tab, or a tab's width of spaces, from the start of every line.",
+        mapping([](std::u16string_view text) {
+          return stringByShiftingLinesLeft(text, Textrix::tabs());
+        }))),
+    lineByLine(textService(
+        "shift-right", "doShiftRightService:userData:error:", M::plain, kShiftRightMessage,
+        "Shift Right", "Indents every line by one tab.",
+        mapping([](std::u16string_view text) { return stringByShiftingLinesRight(text); }))),
+    lineByLine(textService(
+        "entab", "doEntabService:userData:error:", M::lines, kTabsMessage, "Spaces to Tabs",
+        "Replaces the spaces that end on a tab stop with tabs.", convertTabsOfSelection<true>)),
     lineByLine(textService("detab", "doDetabService:userData:error:", M::lines, kTabsMessage,
-                           "Tabs to Spaces", convertTabsOfSelection<false>)),
+                           "Tabs to Spaces",
+                           "Replaces every tab with the spaces up to the next tab stop.",
+                           convertTabsOfSelection<false>)),
     lineByLine(textService("trim-left", "doTrimLeftService:userData:error:", M::plain, kTrimMessage,
-                           "Trim Line Starts", mapping([](std::u16string_view text) {
+                           "Trim Line Starts",
+                           "Removes the spaces and tabs at the start of every line.",
+                           mapping([](std::u16string_view text) {
                              return stringByTrimmingLines(text, true, false);
                            }))),
     lineByLine(textService("trim-right", "doTrimRightService:userData:error:", M::plain,
-                           kTrimMessage, "Trim Line Ends", mapping([](std::u16string_view text) {
+                           kTrimMessage, "Trim Line Ends",
+                           "Removes the spaces and tabs at the end of every line.",
+                           mapping([](std::u16string_view text) {
                              return stringByTrimmingLines(text, false, true);
                            }))),
     lineByLine(textService(
         "trim", "doTrimService:userData:error:", M::plain, kTrimMessage, "Trim Lines",
+        "Removes the spaces and tabs at both ends of every line.",
         mapping([](std::u16string_view text) { return stringByTrimmingLines(text, true, true); }))),
     silentService("speak-native", "doSpeakNativeService:userData:error:", M::plain, "Speak",
-                  speakSelection<false>),
+                  "Reads the text aloud with the default voice.", speakSelection<false>),
     silentService("speak-german", "doSpeakGermanService:userData:error:", M::plain, "Speak German",
+                  "Reads German text aloud, respelled for the default voice.",
                   speakSelection<true>),
     silentService("stop-speaking", "doStopSpeakingService:userData:error:", M::none,
-                  "Stop Speaking", stopSpeech),
+                  "Stop Speaking", "Stops the speech in progress.", stopSpeech),
     textService("sort-ascending", "doSortAscendingService:userData:error:", M::plain, kSortMessage,
-                "Sort Lines Ascending", mapping([](std::u16string_view text) {
+                "Sort Lines Ascending", "Sorts the lines from A to Z, ignoring case.",
+                mapping([](std::u16string_view text) {
                   return sortLines(text, sortCaseInsensitiveAscending);
                 })),
     textService("sort-descending", "doSortDescendingService:userData:error:", M::plain,
-                kSortMessage, "Sort Lines Descending", mapping([](std::u16string_view text) {
+                kSortMessage, "Sort Lines Descending",
+                "Sorts the lines from Z to A, ignoring case.",
+                mapping([](std::u16string_view text) {
                   return sortLines(text, sortCaseInsensitiveDescending);
                 })),
     insertService("insert-time", "doInsertTimeService:userData:error:", M::none, {}, "Insert Time",
-                  insertDate<timeFormat>),
+                  "Puts the current time in place of the selection.", insertDate<timeFormat>),
     insertService("insert-short-date", "doInsertShortDateService:userData:error:", M::none, {},
-                  "Insert Short Date", insertDate<shortDateFormat>),
+                  "Insert Short Date",
+                  "Puts today's date, in short form, in place of the selection.",
+                  insertDate<shortDateFormat>),
     insertService("insert-long-date", "doInsertLongDateService:userData:error:", M::none, {},
-                  "Insert Long Date", insertDate<dateFormat>),
+                  "Insert Long Date", "Puts today's date, in long form, in place of the selection.",
+                  insertDate<dateFormat>),
     insertService("insert-short-date-time", "doInsertShortDateTimeService:userData:error:", M::none,
-                  {}, "Insert Short Date and Time", insertDate<shortDateTimeFormat>),
+                  {}, "Insert Short Date and Time",
+                  "Puts the short date and the time in place of the selection.",
+                  insertDate<shortDateTimeFormat>),
     insertService("insert-long-date-time", "doInsertLongDateTimeService:userData:error:", M::none,
-                  {}, "Insert Long Date and Time", insertDate<dateTimeFormat>),
+                  {}, "Insert Long Date and Time",
+                  "Puts the long date and the time in place of the selection.",
+                  insertDate<dateTimeFormat>),
     insertService("insert-path", "doInsertPathService:userData:error:", M::plain,
                   kInsertPathMessage, "Insert Directory Listing",
+                  "Replaces a selected folder's path with the paths of everything in it.",
                   mapping([](std::u16string_view text) { return directoryListing(text); })),
     textService("reformat", "doReformatService:userData:error:", M::attributed, kReformatMessage,
-                "Reformat Paragraphs", reformatSelection),
+                "Reformat Paragraphs",
+                "Joins hard-wrapped, mail-quoted lines into paragraphs without > marks.",
+                reformatSelection),
     lineByLine(textService("remove-attachments", "doRemoveAttachmentsService:userData:error:",
                            M::mutableCopy, kRemoveAttachmentsMessage, "Remove Attachments",
+                           "Removes the pictures and files embedded in rich text.",
                            editingRichText([](AttributedText& text) { removeAttachments(text); }))),
     lineByLine(textService("remove-links", "doRemoveLinksService:userData:error:", M::mutableCopy,
                            kRemoveLinksMessage, "Remove Links",
+                           "Turns links into ordinary text, without their underline and colour.",
                            editingRichText([](AttributedText& text) { removeLinks(text); }))),
     lineByLine(textService("remove-multiple-spaces",
                            "doRemoveMultipleSpacesService:userData:error:", M::mutableCopy,
                            kRemoveMultipleSpacesMessage, "Remove Multiple Spaces",
+                           "Replaces every run of spaces and tabs with one space.",
                            editing([](auto& text) { removeMultipleSpaces(text); }))),
     // Removing multiple line breaks reports the spaces message: the two share it.
     textService("remove-multiple-feeds", "doRemoveMultipleFeedsService:userData:error:",
                 M::mutableCopy, kRemoveMultipleSpacesMessage, "Remove Multiple Line Breaks",
+                "Replaces every run of line breaks with one, removing empty lines.",
                 editing([](auto& text) { removeMultipleFeeds(text); })),
     lineByLine(textService("remove-quotes", "doRemoveQuotesService:userData:error:", M::mutableCopy,
                            kRemoveQuotesMessage, "Remove Quote Marks",
+                           "Removes every > and < of mail quoting.",
                            editing([](auto& text) { removeQuotes(text); }))),
     lineByLine(textService(
         "remove-line-endings", "doRemoveLineEndingsService:userData:error:", M::plain,
         kLineEndingsMessage, "Remove Line Endings",
+        "Joins the lines into one, with a space where each line ended.",
         mapping([](std::u16string_view text) { return replaceLineEndings(text, u" "); }))),
     lineByLine(textService(
         "macintosh-line-endings", "doMacintoshLineEndingsService:userData:error:", M::plain,
         kLineEndingsMessage, "Macintosh Line Endings (CR)",
+        "Ends every line with a carriage return (CR).",
         mapping([](std::u16string_view text) { return replaceLineEndings(text, u"\r"); }))),
     lineByLine(textService(
         "unix-line-endings", "doUnixLineEndingsService:userData:error:", M::plain,
-        kLineEndingsMessage, "Unix Line Endings (LF)",
+        kLineEndingsMessage, "Unix Line Endings (LF)", "Ends every line with a line feed (LF).",
         mapping([](std::u16string_view text) { return replaceLineEndings(text, u"\n"); }))),
     lineByLine(textService(
         "windows-line-endings", "doWindowsLineEndingsService:userData:error:", M::plain,
         kLineEndingsMessage, "Windows Line Endings (CR LF)",
+        "Ends every line with a carriage return and a line feed (CR LF).",
         mapping([](std::u16string_view text) { return replaceLineEndings(text, u"\r\n"); }))),
-    lineByLine(textService("rotate", "doRotateService:userData:error:", M::plain, kRotateMessage,
-                           "Rotate Letters (ROT13)", mapping([](std::u16string_view text) {
-                             return stringByRotating13(std::u16string(text));
-                           }))),
-    lineByLine(textService("mac2windows", "doMac2WindowsService:userData:error:", M::plain,
-                           kEncodingMessage, "Repair Mac Text for Windows",
-                           mapping([](std::u16string_view text) { return mac2Windows(text); }))),
-    lineByLine(textService("windows2mac", "doWindows2MacService:userData:error:", M::plain,
-                           kEncodingMessage, "Repair Windows Text for Mac",
-                           mapping([](std::u16string_view text) { return windows2Mac(text); }))),
+    lineByLine(
+        textService("rotate", "doRotateService:userData:error:", M::plain, kRotateMessage,
+                    "Rotate Letters (ROT13)",
+                    "Moves each letter A to Z 13 places on; doing it twice restores the text.",
+                    mapping([](std::u16string_view text) {
+                      return stringByRotating13(std::u16string(text));
+                    }))),
+    lineByLine(
+        textService("mac2windows", "doMac2WindowsService:userData:error:", M::plain,
+                    kEncodingMessage, "Repair Mac Text for Windows",
+                    "Repairs Mac text read as Windows text: its Windows-1252 bytes as Mac Roman.",
+                    mapping([](std::u16string_view text) { return mac2Windows(text); }))),
+    lineByLine(
+        textService("windows2mac", "doWindows2MacService:userData:error:", M::plain,
+                    kEncodingMessage, "Repair Windows Text for Mac",
+                    "Repairs Windows text read as Mac text: its Mac Roman bytes as Windows-1252.",
+                    mapping([](std::u16string_view text) { return windows2Mac(text); }))),
     textService("smart-quotes", "doSmartQuotesService:userData:error:", M::attributedCopy,
-                kQuotesMessage, "Smart Quotes", convertToSmartQuotesOfUser),
-    lineByLine(textService("straight-quotes", "doStraightQuotesService:userData:error:",
-                           M::attributedCopy, kQuotesMessage, "Straight Quotes",
-                           editing([](auto& text) { convertToStraightQuotes(text); }))),
+                kQuotesMessage, "Smart Quotes",
+                "Turns typewriter quotes and apostrophes into typographic ones.",
+                convertToSmartQuotesOfUser),
+    lineByLine(
+        textService("straight-quotes", "doStraightQuotesService:userData:error:", M::attributedCopy,
+                    kQuotesMessage, "Straight Quotes",
+                    "Turns typographic quotes, guillemets and apostrophes into typewriter ones.",
+                    editing([](auto& text) { convertToStraightQuotes(text); }))),
     silentService("statistics", "doStatisticsService:userData:error:", M::plain, "Statistics",
+                  "Counts the characters, spaces, words and lines, and shows the counts.",
                   showStatistics),
 };
 

@@ -1,8 +1,8 @@
 // The catalogue of services: the one description of every service the provider offers. An entry
 // names the service (command name and handler name), says how the selection is read, what is done
 // to it, the one message reported when it cannot be done, the pasteboard types taken and given,
-// and the menu title. One runner serves every entry: it reads, transforms, and writes the result
-// back or reports the message.
+// the menu title and a one-line summary of what it does. One runner serves every entry: it reads,
+// transforms, and writes the result back or reports the message.
 //
 //   const textrix::ServiceEntry* entry = textrix::findService("upper");
 //   std::string error;
@@ -47,6 +47,8 @@ struct ServiceEntry {
   std::span<const std::string_view> sendTypes;
   std::span<const std::string_view> returnTypes;
   std::string_view menuTitle;
+  // One sentence on what the service does, shown beside the title where a chooser has room.
+  std::string_view summary;
   // A PlainTransform for the read modes plain and none, a TextTransform for the others.
   std::variant<PlainTransform, TextTransform> transform;
   // Whether the service's result for plain text is its results for the text's lines put together,

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <bit>
 #include <cstdlib>
 #include <filesystem>
@@ -14,10 +15,12 @@
 #include <mutex>
 #include <optional>
 #include <span>
+#include <thread>
 #include <vector>
 
 #include "services/case.h"
 #include "services/german_phonemes.h"
+#include "services/speech_dispatcher.h"
 #include "services/textrix.h"
 #include "text/encodings.h"
 #include "util/shared_library.h"
@@ -310,6 +313,59 @@ bool writeWav(const std::string& utf8, const std::string& path) {
   return !file.fail();
 }
 
+// A text synthesized by espeak-ng with its default voice and played by a thread of its own, which
+// opens the device, plays the samples as they come, and lets the device play out what it holds
+// unless the speech was stopped.
+class EspeakUtterance final : public Utterance {
+ public:
+  explicit EspeakUtterance(std::string utf8)
+      : player_(&EspeakUtterance::play, this, std::move(utf8)) {}
+  ~EspeakUtterance() override { stop(); }
+  EspeakUtterance(const EspeakUtterance&) = delete;
+  EspeakUtterance& operator=(const EspeakUtterance&) = delete;
+
+  bool isSpeaking() const override { return playing_; }
+  void stop() override {
+    stopRequested_ = true;
+    if (player_.joinable()) player_.join();
+    playing_ = false;
+  }
+
+ private:
+  void play(const std::string& utf8);
+
+  std::atomic<bool> playing_{true};
+  std::atomic<bool> stopRequested_{false};
+  std::thread player_;  // last, so that it starts once the flags are there
+};
+
+void EspeakUtterance::play(const std::string& utf8) {
+  SoundDevice& device = SoundDevice::shared();
+  std::lock_guard lock(device.inUse);
+  const std::uint32_t sampleRate = detail::speechSampleRate();
+  if (device.object != nullptr &&
+      device.pcaudio->open(device.object, kSampleFormat, sampleRate, 1) == 0) {
+    detail::synthesizeSpeech(utf8, [&](std::span<const std::int16_t> samples) {
+      return !stopRequested_ &&
+             device.pcaudio->write(device.object, samples.data(), samples.size_bytes()) == 0 &&
+             !stopRequested_;
+    });
+    if (stopRequested_) {
+      device.pcaudio->flush(device.object);
+    } else {
+      device.pcaudio->drain(device.object);
+    }
+    device.pcaudio->close(device.object);
+  }
+  playing_ = false;
+}
+
+// espeak-ng's speech of utf8 on the sound device; none when there is no sound output or no engine.
+std::unique_ptr<Utterance> playWithEspeak(std::string utf8) {
+  if (!detail::hasSoundOutput() || detail::speechSampleRate() == 0) return nullptr;
+  return std::make_unique<EspeakUtterance>(std::move(utf8));
+}
+
 // The synthesizer in use, or none: created by a speak, released by the next speak or by stop,
 // and otherwise left as it is when the process ends.
 std::unique_ptr<SpeechSynthesizer>& speaker() {
@@ -350,7 +406,8 @@ std::array<std::uint8_t, 44> wavHeader(std::uint32_t dataBytes, std::uint32_t sa
   return header;
 }
 
-SpeechSynthesizer::SpeechSynthesizer(SpeechOutput output) : output_(std::move(output)) {}
+SpeechSynthesizer::SpeechSynthesizer(SpeechOutput output, SpeechLanguage language)
+    : output_(std::move(output)), language_(language) {}
 
 SpeechSynthesizer::~SpeechSynthesizer() {
   stopSpeaking();
@@ -360,7 +417,7 @@ bool SpeechSynthesizer::startSpeakingString(std::u16string_view text) {
   stopSpeaking();
   switch (output_.kind) {
     case SpeechOutput::Kind::device:
-      return startPlaying(text);
+      return startSpeakingAloud(text);
     case SpeechOutput::Kind::wavFile:
       return writeWav(spokenUtf8(text), output_.wavPath);
     case SpeechOutput::Kind::printedText:
@@ -371,41 +428,17 @@ bool SpeechSynthesizer::startSpeakingString(std::u16string_view text) {
   return false;
 }
 
-bool SpeechSynthesizer::startPlaying(std::u16string_view text) {
-  if (!detail::hasSoundOutput() || detail::speechSampleRate() == 0) return false;
-  stopRequested_ = false;
-  playing_ = true;
-  player_ = std::thread(&SpeechSynthesizer::play, this, spokenUtf8(text));
-  return true;
-}
-
-// The player: opens the device, plays the samples as they come, and lets the device play out
-// what it holds unless the speech was stopped.
-void SpeechSynthesizer::play(std::string utf8) {
-  SoundDevice& device = SoundDevice::shared();
-  std::lock_guard lock(device.inUse);
-  const std::uint32_t sampleRate = detail::speechSampleRate();
-  if (device.object != nullptr &&
-      device.pcaudio->open(device.object, kSampleFormat, sampleRate, 1) == 0) {
-    detail::synthesizeSpeech(utf8, [&](std::span<const std::int16_t> samples) {
-      return !stopRequested_ &&
-             device.pcaudio->write(device.object, samples.data(), samples.size_bytes()) == 0 &&
-             !stopRequested_;
-    });
-    if (stopRequested_) {
-      device.pcaudio->flush(device.object);
-    } else {
-      device.pcaudio->drain(device.object);
-    }
-    device.pcaudio->close(device.object);
-  }
-  playing_ = false;
+// The user's speech server speaks when it answers; espeak-ng when not.
+bool SpeechSynthesizer::startSpeakingAloud(std::u16string_view text) {
+  std::string utf8 = spokenUtf8(text);
+  utterance_ = speakThroughDispatcher(utf8, language_);
+  if (!utterance_) utterance_ = playWithEspeak(std::move(utf8));
+  return utterance_ != nullptr;
 }
 
 void SpeechSynthesizer::stopSpeaking() {
-  stopRequested_ = true;
-  if (player_.joinable()) player_.join();
-  playing_ = false;
+  if (utterance_) utterance_->stop();
+  utterance_.reset();
 }
 
 bool detail::hasSoundOutput() {
@@ -444,7 +477,8 @@ std::uint32_t detail::speechSampleRate() {
 // The speak services never report an error: speech that cannot start is silence.
 void speakString(std::u16string_view text, const SpeechOutput& output, bool german) {
   Textrix::stopSpeaking();
-  speaker() = std::make_unique<SpeechSynthesizer>(output);
+  speaker() = std::make_unique<SpeechSynthesizer>(
+      output, german ? SpeechLanguage::german : SpeechLanguage::userDefault);
   speaker()->startSpeakingString(german ? stringByConvertingGermanToEnglishPhonemes(text) : text);
 }
 

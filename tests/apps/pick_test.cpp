@@ -1,10 +1,13 @@
 // End-to-end tests of textrix pick: each test starts its own X server (Xvfb, on a free display
 // that it reports through -displayfd) and its own private bus (private_bus.h). The selections are
 // filled and read back with xclip, as another application would. No window manager is assumed.
+// The history of the services picked lives in the test's own directory.
 #include <sdbus-c++/sdbus-c++.h>
 #include <xcb/xcb.h>
 
 #include <chrono>
+#include <filesystem>
+#include <fstream>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -25,6 +28,24 @@ std::vector<std::string> linesOf(const std::string& text) {
   std::vector<std::string> lines;
   std::istringstream stream(text);
   for (std::string line; std::getline(stream, line);) lines.push_back(line);
+  return lines;
+}
+
+// The line that a line-based chooser shows for the service: its title and its summary.
+std::string chooserLine(const ServiceEntry& entry) {
+  return std::string(entry.menuTitle) + " \u2014 " + std::string(entry.summary);
+}
+
+// The lines a chooser is offered: the recent services, most recent first, then the others in the
+// order of the menu.
+std::vector<std::string> chooserLines(const std::vector<std::string_view>& recent) {
+  std::vector<std::string> lines;
+  for (std::string_view name : recent) lines.push_back(chooserLine(*findService(name)));
+  for (const ServiceEntry& entry : serviceCatalogue()) {
+    if (std::find(recent.begin(), recent.end(), entry.name) == recent.end()) {
+      lines.push_back(chooserLine(entry));
+    }
+  }
   return lines;
 }
 
@@ -61,7 +82,31 @@ class Pick : public PrivateBusTest {
     std::vector<std::string> environment = baseEnvironment();
     environment.push_back("DISPLAY=" + display_);
     environment.push_back("DBUS_SESSION_BUS_ADDRESS=" + address_);
+    environment.push_back("XDG_STATE_HOME=" + (directory_ / "state").string());
     return environment;
+  }
+
+  // The file of the services picked in this test, most recent first.
+  std::filesystem::path recentFile() const { return directory_ / "state" / "textrix" / "recent"; }
+  std::string recent() const { return slurp(recentFile()); }
+  void writeRecent(const std::string& names) const {
+    std::filesystem::create_directories(recentFile().parent_path());
+    std::ofstream(recentFile()) << names;
+  }
+
+  // This test's desktop with the variable set to value instead.
+  std::vector<std::string> desktopEnvironmentWith(const std::string& variable,
+                                                  const std::string& value) const {
+    std::vector<std::string> environment = desktopEnvironment();
+    for (std::string& setting : environment) {
+      if (setting.starts_with(variable + "=")) setting = variable + "=" + value;
+    }
+    return environment;
+  }
+
+  // A --chooser command that keeps what it is offered in the file and then runs answer.
+  static std::string keepingInput(const std::filesystem::path& input, const std::string& answer) {
+    return "cat > '" + input.string() + "'; " + answer;
   }
 
   // textrix pick with the arguments on this test's display and bus.
@@ -164,7 +209,10 @@ TEST_F(Pick, LargeSelectionsTravelInSteps) {
   std::string text(3 << 20, 'a');
   text.back() = '\xC3';  // not UTF-8 at the very end, so that the whole was read
   ASSERT_NO_FATAL_FAILURE(offer("primary", "UTF8_STRING", text));
-  EXPECT_EQ(pick({"upper"}).status, 1);  // no usable text: the service reports its message
+  const Outcome refused = pick({"upper"});
+  EXPECT_EQ(refused.status, 2);  // told before anything is sent
+  EXPECT_EQ(refused.err, "textrix: the selected text is not UTF-8: invalid UTF-8 at byte " +
+                             std::to_string(text.size() - 1) + "\n");
   text.back() = 'z';
   ASSERT_NO_FATAL_FAILURE(offer("primary", "UTF8_STRING", text));
   const Outcome picked = pick({"upper"});
@@ -174,22 +222,34 @@ TEST_F(Pick, LargeSelectionsTravelInSteps) {
   EXPECT_TRUE(selectionAs("clipboard", "UTF8_STRING") == expected);  // not printed when unequal
 }
 
-// A service's message (on RTF that does not read, even where the bytes are plain text), services
-// that write nothing, a cancelled or unknown choice and an unreachable provider all leave the
-// clipboard as it was.
+// A selection that no service could use (RTF that does not read, bytes offered as RTF that are
+// not, nothing selected), services that write nothing, a cancelled or unknown choice and an
+// unreachable provider all leave the clipboard as it was; what could not be used is told.
 TEST_F(Pick, WhatWritesNothingLeavesTheClipboard) {
   ASSERT_NO_FATAL_FAILURE(listenForNotifications());
   ASSERT_NO_FATAL_FAILURE(offer("clipboard", "UTF8_STRING", "before"));
-  for (const char* rtf : {"{\\rtf1 never closed", "just text"}) {
-    SCOPED_TRACE(rtf);
-    ASSERT_NO_FATAL_FAILURE(offer("primary", "text/rtf", rtf));
+  struct Row {
+    const char* type;
+    const char* bytes;
+    int status;
+    const char* told;
+  };
+  const Row rows[] = {
+      {"text/rtf", "{\\rtf1 never closed", 2,
+       "textrix: the selected RTF cannot be read: the RTF ends inside an unclosed group at byte "
+       "19"},
+      {"text/rtf", "just text", 2, "textrix: the selection offers no text, only text/rtf"},
+      {"UTF8_STRING", "", 1, "Nothing is selected"},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.bytes);
+    ASSERT_NO_FATAL_FAILURE(offer("primary", row.type, row.bytes));
     const Outcome picked = pick({"lower"});
-    EXPECT_EQ(picked.status, 1);
-    EXPECT_NE(picked.err.find("Error: Couldn't lower case string."), std::string::npos)
-        << picked.err;
+    EXPECT_EQ(picked.status, row.status);
+    EXPECT_EQ(picked.err, std::string(row.told) + "\n");
   }
   EXPECT_EQ(notificationBodies(),
-            std::vector<std::string>(2, "Error: Couldn't lower case string."));
+            (std::vector<std::string>{rows[0].told, rows[1].told, rows[2].told}));
 
   ASSERT_NO_FATAL_FAILURE(offer("primary", "UTF8_STRING", "two words"));
   for (const char* service : {"stop-speaking", "statistics"}) {
@@ -271,6 +331,126 @@ TEST_F(Pick, SelectionOwnerRefusesWhatItDoesNotOffer) {
   EXPECT_EQ(selectionAs("clipboard", "UTF8_STRING"), "y");
   EXPECT_EQ(serveSelectionInBackground(":65000", "CLIPBOARD", {{"UTF8_STRING", "x"}}).empty(),
             false);
+}
+
+TEST_F(Pick, ChooserOffersRecentServicesFirstAndRepeatAppliesTheLast) {
+  ASSERT_NO_FATAL_FAILURE(offer("primary", "UTF8_STRING", "Mixed Case"));
+  ASSERT_EQ(pick({"upper"}).status, 0);
+  EXPECT_EQ(selectionAs("clipboard", "UTF8_STRING"), "MIXED CASE");
+
+  // The chooser answers with a whole line of what it is offered.
+  const std::filesystem::path first = directory_ / "first", second = directory_ / "second";
+  const Outcome rotated =
+      pick({"--chooser", "tee '" + first.string() + "' | grep '^Rotate Letters'"});
+  ASSERT_EQ(rotated.status, 0) << rotated.err;
+  EXPECT_EQ(selectionAs("clipboard", "UTF8_STRING"), "Zvkrq Pnfr");
+  EXPECT_EQ(linesOf(slurp(first)), chooserLines({"upper"}));
+
+  // ... or with a title alone.
+  const Outcome lowered = pick({"--chooser", keepingInput(second, "echo 'Lower Case'")});
+  ASSERT_EQ(lowered.status, 0) << lowered.err;
+  EXPECT_EQ(selectionAs("clipboard", "UTF8_STRING"), "mixed case");
+  EXPECT_EQ(linesOf(slurp(second)), chooserLines({"rotate", "upper"}));
+  EXPECT_EQ(recent(), "lower\nrotate\nupper\n");
+
+  // --repeat applies the last service to what is selected now, and the order stays.
+  ASSERT_NO_FATAL_FAILURE(offer("primary", "UTF8_STRING", "AGAIN"));
+  const Outcome repeated = pick({"--repeat"});
+  ASSERT_EQ(repeated.status, 0) << repeated.err;
+  EXPECT_EQ(selectionAs("clipboard", "UTF8_STRING"), "again");
+  EXPECT_EQ(recent(), "lower\nrotate\nupper\n");
+
+  // A service named by its handler is recorded by its name.
+  ASSERT_EQ(pick({"doUpperService:userData:error:"}).status, 0);
+  EXPECT_EQ(recent(), "upper\nlower\nrotate\n");
+}
+
+// A cancelled or unknown choice, a selection that cannot be sent and an unreachable provider apply
+// nothing and record nothing.
+TEST_F(Pick, OnlyWhatTheProviderAppliedIsRecorded) {
+  ASSERT_NO_FATAL_FAILURE(offer("primary", "UTF8_STRING", "text"));
+  ASSERT_EQ(pick({"lower"}).status, 0);
+  EXPECT_EQ(recent(), "lower\n");
+  for (const char* chooser : {"cat > /dev/null; exit 1", "cat > /dev/null", "echo Nonsense"}) {
+    SCOPED_TRACE(chooser);
+    pick({"--chooser", chooser});
+    EXPECT_EQ(recent(), "lower\n");
+  }
+  const std::vector<std::string> noBus = desktopEnvironmentWith(
+      "DBUS_SESSION_BUS_ADDRESS", "unix:path=" + (directory_ / "none").string());
+  EXPECT_EQ(execute({TEXTRIX_COMMAND, "pick", "upper"}, {}, noBus).status, 3);
+  EXPECT_EQ(recent(), "lower\n");
+
+  // A selection that cannot be sent is no use of the service.
+  ASSERT_NO_FATAL_FAILURE(offer("primary", "text/rtf", "{\\rtf1 never closed"));
+  EXPECT_EQ(pick({"upper"}).status, 2);
+  EXPECT_EQ(recent(), "lower\n");
+}
+
+TEST_F(Pick, RepeatWithoutHistoryIsToldAndNamesOfNoServiceArePassedOver) {
+  ASSERT_NO_FATAL_FAILURE(listenForNotifications());
+  ASSERT_NO_FATAL_FAILURE(offer("clipboard", "UTF8_STRING", "before"));
+  ASSERT_NO_FATAL_FAILURE(offer("primary", "UTF8_STRING", "TEXT"));
+  const std::string told = "textrix: nothing to repeat: pick has applied no service yet";
+  // No history at all, then one that names no service.
+  for (const char* history : {"", "gone-service\n"}) {
+    SCOPED_TRACE(history);
+    if (*history) writeRecent(history);
+    const Outcome repeated = pick({"--repeat"});
+    EXPECT_EQ(repeated.status, 1);
+    EXPECT_NE(repeated.err.find(told), std::string::npos) << repeated.err;
+  }
+  EXPECT_EQ(notificationBodies(), std::vector<std::string>(2, told));
+  EXPECT_EQ(selectionAs("clipboard", "UTF8_STRING"), "before");
+  EXPECT_EQ(pick({"--repeat", "upper"}).status, 2);
+
+  writeRecent("gone-service\nlower\n");
+  const std::filesystem::path offered = directory_ / "offered";
+  EXPECT_EQ(pick({"--chooser", keepingInput(offered, "exit 1")}).status, 0);
+  EXPECT_EQ(linesOf(slurp(offered)), chooserLines({"lower"}));
+  const Outcome repeated = pick({"--repeat"});
+  ASSERT_EQ(repeated.status, 0) << repeated.err;
+  EXPECT_EQ(selectionAs("clipboard", "UTF8_STRING"), "text");
+  // The name of no service stays in the history: it may name one again later.
+  EXPECT_EQ(recent(), "lower\ngone-service\n");
+}
+
+// Each chooser found on PATH (here a stand-in that keeps its input and answers as the real one
+// would) gets the titles with their summaries in the form it shows well: zenity a title column and
+// a summary column, printing the title; the others one line each, printing the line.
+TEST_F(Pick, EachChooserIsOfferedTitlesWithTheirSummaries) {
+  std::string lines, columns;
+  for (const ServiceEntry& entry : serviceCatalogue()) {
+    lines += chooserLine(entry) + "\n";
+    columns += std::string(entry.menuTitle) + "\n" + std::string(entry.summary) + "\n";
+  }
+  const std::string lowerLine = chooserLine(*findService("lower"));
+  const struct {
+    const char* program;
+    std::string answer;
+    const std::string& offered;
+  } rows[] = {
+      {"rofi", lowerLine, lines},
+      {"dmenu", lowerLine, lines},
+      {"zenity", "Lower Case", columns},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.program);
+    std::filesystem::remove(recentFile());
+    const std::filesystem::path bin = directory_ / (std::string("bin-") + row.program);
+    const std::filesystem::path input = bin / "input";
+    std::filesystem::create_directories(bin);
+    std::ofstream(bin / row.program) << "#!/bin/sh\n/bin/cat > '" << input.string()
+                                     << "'\nprintf '%s\\n' '" << row.answer << "'\n";
+    std::filesystem::permissions(bin / row.program, std::filesystem::perms::owner_all);
+    ASSERT_NO_FATAL_FAILURE(offer("primary", "UTF8_STRING", "MIXED"));
+    const Outcome picked =
+        execute({TEXTRIX_COMMAND, "pick"}, {}, desktopEnvironmentWith("PATH", bin.string()));
+    ASSERT_EQ(picked.status, 0) << picked.err;
+    EXPECT_EQ(slurp(input), row.offered);
+    EXPECT_EQ(selectionAs("clipboard", "UTF8_STRING"), "mixed");
+    EXPECT_EQ(recent(), "lower\n");
+  }
 }
 
 }  // namespace

@@ -137,10 +137,11 @@ void waitUntilSilent() {
   while (Textrix::isSpeaking()) std::this_thread::sleep_for(std::chrono::milliseconds(10));
 }
 
-// Where no sound output can be found, nothing is played; where one seems to be but cannot be
-// opened (a sound server that is not there), the player gives up. Either way the service reports
-// nothing and the provider stops speaking.
+// Where no speech server answers and no sound output can be found, nothing is played; where one
+// seems to be but cannot be opened (a sound server that is not there), the player gives up. Either
+// way the service reports nothing and the provider stops speaking.
 TEST(SpeechServices, FailSilentlyWithoutASoundDevice) {
+  setenv("SPEECHD_ADDRESS", "unix_socket:/nonexistent/textrix", 1);
   for (const char* server : {static_cast<const char*>(nullptr), "unix:/nonexistent/textrix"}) {
     if (server != nullptr) {
       setenv("PULSE_SERVER", server, 1);
@@ -156,10 +157,12 @@ TEST(SpeechServices, FailSilentlyWithoutASoundDevice) {
     EXPECT_FALSE(Textrix::isSpeaking());
   }
   unsetenv("PULSE_SERVER");
+  unsetenv("SPEECHD_ADDRESS");
 }
 
-// Without the speech engine's library, speaking into a file writes no file and speaking to a sound
-// output (one that seems to be there) plays nothing; neither reports a message nor crashes.
+// Without the speech engine's library (nor the speech server's), speaking into a file writes no
+// file and speaking to a sound output (one that seems to be there) plays nothing; neither reports
+// a message nor crashes.
 TEST(SpeechServices, FailSilentlyWithoutTheSpeechEngine) {
   const std::filesystem::path path = std::filesystem::temp_directory_path() /
                                      ("textrix_speech_unloaded_" + std::to_string(getpid()));

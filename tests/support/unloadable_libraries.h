@@ -1,8 +1,9 @@
 // Running code as on a machine without the libraries that Textrix loads when it first needs them
-// (libtiff, the speech engine, libxcb): the build tree holds a stand-in for each, a file of the
-// library's name that is no library, and a process whose LD_LIBRARY_PATH names their directory
-// first cannot load them. The dynamic linker reads LD_LIBRARY_PATH when a process starts, so the
-// code runs in a death test's child, which starts afresh:
+// (libtiff, the speech engine, the speech server's client library, libxcb): the build tree holds a
+// stand-in for each, a file of the library's name that is no library, and a process whose
+// LD_LIBRARY_PATH names their directory first cannot load them. The dynamic linker reads
+// LD_LIBRARY_PATH when a process starts, so the code runs in a death test's child, which starts
+// afresh:
 //
 //   TEST(Images, AreNoneWithoutLibtiff) {
 //     WithoutLoadedLibraries missing;
