@@ -1,6 +1,10 @@
 // AttributedText on large texts: 64 MiB of UTF-16 (32 Mi code units) in 100,000 runs, through a
-// removal of a set of characters and a run-wise attribute change over the whole text.
+// removal of a set of characters and a run-wise attribute change over the whole text; and a
+// run-wise change over 1 Mi and 16 Mi runs of four units that alternate between two colours, each
+// run's dictionary built on its own, with the heap bytes the changed text holds per run: time and
+// memory grow with the runs alone when equal dictionaries are shared.
 #include <benchmark/benchmark.h>
+#include <malloc.h>
 
 #include <optional>
 #include <string>
@@ -63,6 +67,47 @@ void BM_SetAttributeOverAllRuns(benchmark::State& state) {
   });
 }
 BENCHMARK(BM_SetAttributeOverAllRuns)->Arg(64)->Arg(256)->Unit(benchmark::kMillisecond);
+
+// Runs of four units alternating between two colours, every dictionary built apart.
+AttributedText alternatingRuns(std::size_t runs) {
+  AttributedText text;
+  for (std::size_t run = 0; run < runs; ++run) {
+    AttributeDictionary colour;
+    colour.setObject(Color{static_cast<double>(run % 2), 0, 0, 1}, kForegroundColorAttributeName);
+    text.appendString(u"word", colour);
+  }
+  return text;
+}
+
+std::size_t heapBytesInUse() {
+  const struct mallinfo2 info = mallinfo2();
+  return info.uordblks + info.hblkhd;  // small blocks and mapped ones
+}
+
+void BM_SetAttributeOverAlternatingRuns(benchmark::State& state) {
+  const auto runs = static_cast<std::size_t>(state.range(0));
+  std::optional<AttributedText> text;
+  std::size_t heldPerRun = 0;
+  for (auto _ : state) {
+    state.PauseTiming();
+    text.reset();
+    const std::size_t before = heapBytesInUse();
+    text.emplace(alternatingRuns(runs));
+    state.ResumeTiming();
+    text->setAttribute(Font{"Helvetica", 12.0}, kFontAttributeName, Range{0, text->length()});
+    state.PauseTiming();
+    heldPerRun = (heapBytesInUse() - before) / runs;
+    state.ResumeTiming();
+  }
+  state.counters["heapBytesPerRun"] = static_cast<double>(heldPerRun);
+  state.counters["timePerRun"] =
+      benchmark::Counter(static_cast<double>(runs), benchmark::Counter::kIsIterationInvariantRate |
+                                                        benchmark::Counter::kInvert);
+}
+BENCHMARK(BM_SetAttributeOverAlternatingRuns)
+    ->Arg(1 << 20)
+    ->Arg(16 << 20)
+    ->Unit(benchmark::kMillisecond);
 
 }  // namespace
 }  // namespace textrix

@@ -2,9 +2,12 @@
 // and the pasteboard exchange.
 //
 // The codec covers what AttributedText carries: font family, size, bold and italic; foreground and
-// background colour; underline; links (\field with HYPERLINK); paragraph alignment, indents and
-// spacing; line and paragraph separators; every UTF-16 code unit; and attachments, which RTF names
-// with the \NeXTGraphic group of an RTFD package and whose bytes come from the package's files.
+// background colour; underline and strikethrough with their styles, superscript, subscript and
+// baseline offset, character spacing, capitals and hidden text; links (\field with HYPERLINK);
+// paragraph alignment, indents, spacing, tab stops, direction, outline level and keeping; line and
+// paragraph separators; every UTF-16 code unit; and attachments. RTF names an attachment of an
+// RTFD package with a \NeXTGraphic group, whose file (or folder) comes from the package, and
+// embeds a picture of any format in a \pict group; either keeps the sizes the document stated.
 //
 //   textrix::RichTextReading in = textrix::readRtf(bytes);
 //   if (!in.ok()) report(in.error.message(), in.error.offset);
@@ -51,28 +54,36 @@ struct RichTextReading {
 // The files of an RTFD package other than its TXT.rtf: name to bytes. Names are plain file names,
 // never paths.
 using AttachmentFiles = std::map<std::string, std::shared_ptr<const std::string>, std::less<>>;
+// The folders of an RTFD package other than its own: name to the folder's files.
+using AttachmentDirectories =
+    std::map<std::string, std::shared_ptr<const AttachedDirectory>, std::less<>>;
 
 // Reads RTF bytes. A \NeXTGraphic group becomes one attachment character whose Attachment holds the
-// named file from attachments (empty bytes when the file is absent or no files are given); a PNG or
-// JPEG \pict becomes one named image1.png, image2.jpg, ... with the picture's bytes. Never reads
+// named file from attachments, or the named folder from directories (empty bytes when neither has
+// it), with the \width and \height the group states. A \pict group becomes one named image1.png,
+// image2.wmf, ... by its format, with the picture's bytes, format and stated sizes. Never reads
 // outside the bytes; fails only as RichTextErrorKind says, and then the text is empty.
-RichTextReading readRtf(std::string_view rtf, const AttachmentFiles* attachments = nullptr);
+RichTextReading readRtf(std::string_view rtf, const AttachmentFiles* attachments = nullptr,
+                        const AttachmentDirectories* directories = nullptr);
 
 // The RTF text of an attributed text and the attachment files it names.
 struct RtfWriting {
   std::string rtf;
-  AttachmentFiles attachments;  // one file per attachment (characters that carry the same
-                                // attachment share it), under the name the RTF uses
+  AttachmentFiles attachments;        // one file per attachment (characters that carry the same
+                                      // attachment share it), under the name the RTF uses
+  AttachmentDirectories directories;  // the same for attached folders
 };
 
 // Writes an attributed text as RTF, with the page layout when given. Attachment characters are
-// written as \NeXTGraphic groups naming files that `attachments` of the result holds; names are
-// made unique and safe as file names.
+// written as \NeXTGraphic groups naming files (or folders) that the result holds; names are made
+// unique and safe as file names. A group states the attachment's size as it was read, else as the
+// picture's desired size, else from a PNG's pixels.
 RtfWriting writeRtfWithAttachments(const AttributedText& text,
                                    const DocumentAttributes* documentAttributes = nullptr);
 
-// Writes an attributed text as RTF alone, for a text without attachments (attachment characters
-// are still written as \NeXTGraphic groups, but their files are dropped).
+// Writes an attributed text as RTF alone. A picture that came from a \pict group is written back as
+// one, with its bytes in hexadecimal, its format and its sizes; other attachment characters are
+// still written as \NeXTGraphic groups, but their files are dropped.
 std::string writeRtf(const AttributedText& text,
                      const DocumentAttributes* documentAttributes = nullptr);
 

@@ -1,7 +1,8 @@
-// Pictures and \NeXTGraphic groups, which both become one attachment character. A PNG or JPEG
-// picture is named image1.png, image2.jpg, ... in the order met, since the document gives it no
-// name; pictures in other formats are dropped. A \NeXTGraphic group names a file of the RTFD
-// package, looked up among the files the caller gave, so that the text alone still reads.
+// Pictures and \NeXTGraphic groups, which both become one attachment character. A picture is named
+// image1.png, image2.wmf, ... by its format in the order met, since the document gives it no name;
+// a picture that names no format is dropped, as no program could show its bytes. A \NeXTGraphic
+// group names a file or folder of the RTFD package, looked up among those the caller gave, so that
+// the text alone still reads.
 
 #include <memory>
 #include <string>
@@ -28,10 +29,14 @@ void RtfReader::readHexPicture(std::size_t end) {
 void RtfReader::endDestination(const GroupState& closed) {
   switch (closed.destination) {
     case Destination::picture:
-      if (!pictureExtension_.empty()) {
+      if (pictureFormat_ != PictureFormat::none) {
         std::string name = "image" + std::to_string(++pictureCount_) + ".";
-        name += pictureExtension_;
-        appendAttachment(std::move(name), std::make_shared<const std::string>(std::move(picture_)));
+        name += pictureFileExtension(pictureFormat_);
+        appendAttachment({.fileName = std::move(name),
+                          .contents = std::make_shared<const std::string>(std::move(picture_)),
+                          .format = pictureFormat_,
+                          .formatParameter = pictureFormatParameter_,
+                          .size = pictureSize_});
       }
       picture_.clear();
       break;
@@ -41,13 +46,19 @@ void RtfReader::endDestination(const GroupState& closed) {
       name = first == std::string::npos
                  ? std::string()
                  : name.substr(first, name.find_last_not_of(' ') + 1 - first);
-      std::shared_ptr<const std::string> contents;
+      Attachment attachment{.fileName = std::move(name), .size = attachmentSize_};
       if (attachments_ != nullptr) {
-        auto found = attachments_->find(name);
-        if (found != attachments_->end()) contents = found->second;
+        auto found = attachments_->find(attachment.fileName);
+        if (found != attachments_->end()) attachment.contents = found->second;
       }
-      if (!contents) contents = std::make_shared<const std::string>();
-      appendAttachment(std::move(name), std::move(contents));
+      if (directories_ != nullptr && !attachment.contents) {
+        auto found = directories_->find(attachment.fileName);
+        if (found != directories_->end()) attachment.directory = found->second;
+      }
+      if (!attachment.contents && !attachment.directory) {
+        attachment.contents = std::make_shared<const std::string>();
+      }
+      appendAttachment(std::move(attachment));
       fallbackToSkip_ = 1;  // the placeholder character after the group
       break;
     }
@@ -56,12 +67,12 @@ void RtfReader::endDestination(const GroupState& closed) {
   }
 }
 
-void RtfReader::appendAttachment(std::string name, std::shared_ptr<const std::string> contents) {
+void RtfReader::appendAttachment(Attachment attachment) {
   if (group().destination != Destination::text) return;
   updateAttributes();
   flushText();
   AttributeDictionary attributes = pendingAttributes_;
-  attributes.setObject(Attachment{std::move(name), std::move(contents)}, kAttachmentAttributeName);
+  attributes.setObject(std::move(attachment), kAttachmentAttributeName);
   text_.appendString(std::u16string_view(&kAttachmentCharacter, 1), attributes);
 }
 

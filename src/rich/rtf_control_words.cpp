@@ -2,6 +2,10 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
+#include <limits>
+#include <optional>
+#include <utility>
 
 #include "rich/rtf_reader.h"
 
@@ -30,6 +34,7 @@ constexpr auto kWords = std::to_array<WordEntry>({
     {"bkmkstart", Word::skippedDestination},
     {"blue", Word::blue},
     {"bullet", Word::bullet},
+    {"caps", Word::caps},
     {"cb", Word::cb},
     {"cell", Word::cell},
     {"cf", Word::cf},
@@ -38,10 +43,15 @@ constexpr auto kWords = std::to_array<WordEntry>({
     {"cpg", Word::cpg},
     {"datafield", Word::skippedDestination},
     {"deff", Word::deff},
+    {"dibitmap", Word::dibitmap},
+    {"dn", Word::dn},
     {"emdash", Word::emdash},
+    {"emfblip", Word::emfblip},
     {"emspace", Word::emspace},
     {"endash", Word::endash},
     {"enspace", Word::enspace},
+    {"expnd", Word::expnd},
+    {"expndtw", Word::expndtw},
     {"f", Word::f},
     {"fcharset", Word::fcharset},
     {"fi", Word::fi},
@@ -64,10 +74,13 @@ constexpr auto kWords = std::to_array<WordEntry>({
     {"headerf", Word::skippedDestination},
     {"headerl", Word::skippedDestination},
     {"headerr", Word::skippedDestination},
+    {"height", Word::height},
     {"highlight", Word::cb},
     {"i", Word::i},
     {"info", Word::skippedDestination},
     {"jpegblip", Word::jpegblip},
+    {"keep", Word::keep},
+    {"keepn", Word::keepn},
     {"ldblquote", Word::ldblquote},
     {"li", Word::li},
     {"line", Word::line},
@@ -75,13 +88,17 @@ constexpr auto kWords = std::to_array<WordEntry>({
     {"listtable", Word::skippedDestination},
     {"lquote", Word::lquote},
     {"ltrmark", Word::ltrmark},
+    {"ltrpar", Word::ltrpar},
     {"mac", Word::mac},
+    {"macpict", Word::macpict},
     {"margb", Word::margb},
     {"margl", Word::margl},
     {"margr", Word::margr},
     {"margt", Word::margt},
     {"nonshppict", Word::nonshppict},
+    {"nosupersub", Word::nosupersub},
     {"objdata", Word::skippedDestination},
+    {"outlinelevel", Word::outlinelevel},
     {"page", Word::page},
     {"paperh", Word::paperh},
     {"paperw", Word::paperw},
@@ -89,8 +106,15 @@ constexpr auto kWords = std::to_array<WordEntry>({
     {"pard", Word::pard},
     {"pc", Word::pc},
     {"pca", Word::pca},
+    {"pich", Word::pich},
+    {"pichgoal", Word::pichgoal},
+    {"picscalex", Word::picscalex},
+    {"picscaley", Word::picscaley},
     {"pict", Word::pict},
+    {"picw", Word::picw},
+    {"picwgoal", Word::picwgoal},
     {"plain", Word::plain},
+    {"pmmetafile", Word::pmmetafile},
     {"pn", Word::skippedDestination},
     {"pngblip", Word::pngblip},
     {"pntxta", Word::skippedDestination},
@@ -107,37 +131,62 @@ constexpr auto kWords = std::to_array<WordEntry>({
     {"row", Word::row},
     {"rquote", Word::rquote},
     {"rtlmark", Word::rtlmark},
+    {"rtlpar", Word::rtlpar},
     {"rxe", Word::skippedDestination},
     {"sa", Word::sa},
     {"sb", Word::sb},
+    {"scaps", Word::scaps},
     {"shppict", Word::shppict},
     {"sl", Word::sl},
     {"slleading", Word::slleading},
     {"slmult", Word::slmult},
+    {"strike", Word::strike},
+    {"striked", Word::striked},
     {"stylesheet", Word::skippedDestination},
+    {"sub", Word::sub},
+    {"super", Word::super},
     {"tab", Word::tab},
+    {"tb", Word::tb},
     {"tc", Word::skippedDestination},
+    {"tldot", Word::tldot},
+    {"tleq", Word::tleq},
+    {"tlhyph", Word::tlhyph},
+    {"tlmdot", Word::tlmdot},
+    {"tlth", Word::tlth},
+    {"tlul", Word::tlul},
+    {"tqc", Word::tqc},
+    {"tqdec", Word::tqdec},
+    {"tqr", Word::tqr},
+    {"tx", Word::tx},
     {"txe", Word::skippedDestination},
     {"u", Word::u},
     {"uc", Word::uc},
     {"ul", Word::ul},
-    {"uld", Word::ul},
-    {"uldash", Word::ul},
-    {"uldashd", Word::ul},
-    {"uldashdd", Word::ul},
-    {"uldb", Word::ul},
-    {"ulhwave", Word::ul},
-    {"ulldash", Word::ul},
+    {"uld", Word::uld},
+    {"uldash", Word::uldash},
+    {"uldashd", Word::uldashd},
+    {"uldashdd", Word::uldashdd},
+    {"uldb", Word::uldb},
+    {"ulhwave", Word::ulhwave},
+    {"ulldash", Word::ulldash},
     {"ulnone", Word::ulnone},
-    {"ulth", Word::ul},
-    {"ulthd", Word::ul},
-    {"ulthdash", Word::ul},
-    {"ulthdashd", Word::ul},
-    {"ulthdashdd", Word::ul},
-    {"ulthldash", Word::ul},
-    {"ululdbwave", Word::ul},
-    {"ulw", Word::ul},
-    {"ulwave", Word::ul},
+    {"ulth", Word::ulth},
+    {"ulthd", Word::ulthd},
+    {"ulthdash", Word::ulthdash},
+    {"ulthdashd", Word::ulthdashd},
+    {"ulthdashdd", Word::ulthdashdd},
+    {"ulthldash", Word::ulthldash},
+    {"ululdbwave", Word::ululdbwave},
+    {"ulw", Word::ulw},
+    {"ulwave", Word::ulwave},
+    {"up", Word::up},
+    {"v", Word::v},
+    {"wbitmap", Word::wbitmap},
+    {"wbmbitspixel", Word::wbmbitspixel},
+    {"wbmplanes", Word::wbmplanes},
+    {"wbmwidthbytes", Word::wbmwidthbytes},
+    {"width", Word::width},
+    {"wmetafile", Word::wmetafile},
     {"xe", Word::skippedDestination},
     {"zwj", Word::zwj},
     {"zwnj", Word::zwnj},
@@ -165,7 +214,7 @@ class WordTable {
   }
 
  private:
-  static constexpr std::size_t kSlots = 512;  // a power of two, over three times the words
+  static constexpr std::size_t kSlots = 1024;  // a power of two, over three times the words
 
   // FNV-1a: a few operations per byte, and it spreads names that differ in one letter.
   static std::size_t hash(std::string_view name) {
@@ -176,6 +225,81 @@ class WordTable {
 
   std::array<WordEntry, kSlots> slots_{};
 };
+
+// \up and \dn without a number move the characters by 3 points.
+constexpr int kDefaultRaise = 6;
+constexpr int kTwipsPerQuarterPoint = 5;
+// Outline levels run from 0 to 8; 9 is body text.
+constexpr int kMaxOutlineLevel = 9;
+
+// value * factor held to the range of int.
+int clampedProduct(int value, int factor) {
+  return static_cast<int>(std::clamp<std::int64_t>(std::int64_t{value} * factor,
+                                                   std::numeric_limits<int>::min(),
+                                                   std::numeric_limits<int>::max()));
+}
+
+// The words that name a picture's format in a \pict group, the file extension of each format, and
+// whether the word takes a number (the metafile's mapping mode, the bitmap's type).
+struct PictureWord {
+  Word word;
+  std::string_view name;
+  PictureFormat format;
+  std::string_view extension;
+  bool numbered;
+};
+
+constexpr PictureWord kPictureWords[] = {
+    {Word::pngblip, "pngblip", PictureFormat::png, "png", false},
+    {Word::jpegblip, "jpegblip", PictureFormat::jpeg, "jpg", false},
+    {Word::emfblip, "emfblip", PictureFormat::emf, "emf", false},
+    {Word::wmetafile, "wmetafile", PictureFormat::wmf, "wmf", true},
+    {Word::dibitmap, "dibitmap", PictureFormat::dib, "dib", true},
+    {Word::wbitmap, "wbitmap", PictureFormat::ddb, "ddb", true},
+    {Word::macpict, "macpict", PictureFormat::macPict, "pict", false},
+    {Word::pmmetafile, "pmmetafile", PictureFormat::os2Metafile, "met", true},
+};
+
+const PictureWord* pictureWordOf(PictureFormat format) {
+  for (const PictureWord& entry : kPictureWords) {
+    if (entry.format == format) return &entry;
+  }
+  return nullptr;
+}
+
+// The picture format a word names, or none.
+PictureFormat pictureFormatOfWord(Word word) {
+  for (const PictureWord& entry : kPictureWords) {
+    if (entry.word == word) return entry.format;
+  }
+  return PictureFormat::none;
+}
+
+// The member of size that a word of a \pict group states, or null.
+std::optional<std::int32_t>* pictureSizeOfWord(Word word, AttachmentSize& size) {
+  switch (word) {
+    case Word::picw:
+      return &size.pictureWidth;
+    case Word::pich:
+      return &size.pictureHeight;
+    case Word::picwgoal:
+      return &size.goalWidth;
+    case Word::pichgoal:
+      return &size.goalHeight;
+    case Word::picscalex:
+      return &size.scaleX;
+    case Word::picscaley:
+      return &size.scaleY;
+    case Word::wbmbitspixel:
+      return &size.bitsPerPixel;
+    case Word::wbmplanes:
+      return &size.planes;
+    case Word::wbmwidthbytes:
+      return &size.bytesPerRow;
+    default:
+      return nullptr;
+  }
+}
 
 }  // namespace
 
@@ -229,6 +353,65 @@ char16_t characterOfWord(Word word) {
   }
 }
 
+namespace {
+
+// The words of the \ul family and the underline style of each; the writer writes the first word
+// listed for a style.
+struct UnderlineWord {
+  Word word;
+  std::string_view name;
+  std::int64_t style;
+};
+
+constexpr UnderlineWord kUnderlineWords[] = {
+    {Word::ul, "ul", kUnderlineStyleSingle},
+    {Word::uld, "uld", kUnderlineStyleSingle | kUnderlinePatternDot},
+    {Word::uldash, "uldash", kUnderlineStyleSingle | kUnderlinePatternDash},
+    {Word::uldashd, "uldashd", kUnderlineStyleSingle | kUnderlinePatternDashDot},
+    {Word::uldashdd, "uldashdd", kUnderlineStyleSingle | kUnderlinePatternDashDotDot},
+    {Word::ulldash, "ulldash", kUnderlineStyleSingle | kUnderlinePatternLongDash},
+    {Word::ulwave, "ulwave", kUnderlineStyleSingle | kUnderlinePatternWave},
+    {Word::ulw, "ulw", kUnderlineStyleSingle | kUnderlineByWord},
+    {Word::uldb, "uldb", kUnderlineStyleDouble},
+    {Word::ululdbwave, "ululdbwave", kUnderlineStyleDouble | kUnderlinePatternWave},
+    {Word::ulth, "ulth", kUnderlineStyleThick},
+    {Word::ulthd, "ulthd", kUnderlineStyleThick | kUnderlinePatternDot},
+    {Word::ulthdash, "ulthdash", kUnderlineStyleThick | kUnderlinePatternDash},
+    {Word::ulthdashd, "ulthdashd", kUnderlineStyleThick | kUnderlinePatternDashDot},
+    {Word::ulthdashdd, "ulthdashdd", kUnderlineStyleThick | kUnderlinePatternDashDotDot},
+    {Word::ulthldash, "ulthldash", kUnderlineStyleThick | kUnderlinePatternLongDash},
+    {Word::ulhwave, "ulhwave", kUnderlineStyleThick | kUnderlinePatternWave},
+};
+
+}  // namespace
+
+std::string_view pictureFileExtension(PictureFormat format) {
+  const PictureWord* entry = pictureWordOf(format);
+  return entry ? entry->extension : std::string_view("bin");
+}
+
+std::optional<std::pair<std::string_view, bool>> pictureFormatWord(PictureFormat format) {
+  const PictureWord* entry = pictureWordOf(format);
+  if (!entry) return std::nullopt;
+  return std::make_pair(entry->name, entry->numbered);
+}
+
+std::optional<std::int64_t> underlineStyleOfWord(Word word) {
+  for (const UnderlineWord& entry : kUnderlineWords) {
+    if (entry.word == word) return entry.style;
+  }
+  return std::nullopt;
+}
+
+std::string_view underlineWordOfStyle(std::int64_t style) {
+  for (std::int64_t tried : {style, style & ~kUnderlineByWord, style & 0xFF}) {
+    for (const UnderlineWord& entry : kUnderlineWords) {
+      if (entry.style == tried) return entry.name;
+    }
+  }
+  return "ul";
+}
+
 // What each word does to the reader's state; words the table does not know do nothing.
 
 bool RtfReader::applyDestination(Word word) {
@@ -268,12 +451,15 @@ bool RtfReader::applyDestination(Word word) {
     case Word::pict:
       beginDestination(Destination::picture);
       picture_.clear();
-      pictureExtension_ = {};
+      pictureFormat_ = PictureFormat::none;
+      pictureFormatParameter_ = 0;
+      pictureSize_ = {};
       pictureHighNibble_ = -1;
       return true;
     case Word::nextGraphic:
       beginDestination(Destination::attachmentName);
       attachmentName_.clear();
+      attachmentSize_ = {};
       return true;
     case Word::nonshppict:
     case Word::skippedDestination:
@@ -309,15 +495,10 @@ void RtfReader::applyWord(Word word, const ControlWord& control) {
           std::clamp(control.parameter, 0, 255);
       colorHasComponents_ = true;
       return;
-    case Word::pngblip:
-      pictureExtension_ = "png";
-      return;
-    case Word::jpegblip:
-      pictureExtension_ = "jpg";
-      return;
     default:
       break;
   }
+  if (applyPictureWord(word, control)) return;
   applyCharacterFormat(word, control);
   applyParagraphFormat(word, control);
   applyDocumentWord(word, control);
@@ -358,11 +539,44 @@ void RtfReader::applyCharacterFormat(Word word, const ControlWord& control) {
     case Word::i:
       format.italic = on;
       break;
-    case Word::ul:
-      format.underline = on;
-      break;
     case Word::ulnone:
-      format.underline = false;
+      format.underline = 0;
+      break;
+    case Word::strike:
+      format.strike = on;
+      break;
+    case Word::striked:
+      format.doubleStrike = on;
+      break;
+    case Word::super:
+      format.superscript = 1;
+      break;
+    case Word::sub:
+      format.superscript = -1;
+      break;
+    case Word::nosupersub:
+      format.superscript = 0;
+      break;
+    case Word::up:
+      format.baselineOffset = control.hasParameter ? control.parameter : kDefaultRaise;
+      break;
+    case Word::dn:
+      format.baselineOffset = -(control.hasParameter ? control.parameter : kDefaultRaise);
+      break;
+    case Word::expnd:
+      format.kern = clampedProduct(control.parameter, kTwipsPerQuarterPoint);
+      break;
+    case Word::expndtw:
+      format.kern = control.parameter;
+      break;
+    case Word::caps:
+      format.allCaps = on;
+      break;
+    case Word::scaps:
+      format.smallCaps = on;
+      break;
+    case Word::v:
+      format.hidden = on;
       break;
     case Word::cf:
       format.foreground = control.parameter;
@@ -371,6 +585,7 @@ void RtfReader::applyCharacterFormat(Word word, const ControlWord& control) {
       format.background = control.parameter;
       break;
     default:
+      if (const auto style = underlineStyleOfWord(word)) format.underline = on ? *style : 0;
       break;
   }
 }
@@ -418,9 +633,78 @@ void RtfReader::applyParagraphFormat(Word word, const ControlWord& control) {
     case Word::slleading:
       paragraph.leading = value;
       break;
+    case Word::tx:
+    case Word::tb:
+      if (word == Word::tb) paragraph.nextTab.alignment = TabAlignment::bar;
+      paragraph.nextTab.position = value;
+      if (paragraph.tabStops.size() < kMaxTabStops) paragraph.tabStops.push_back(paragraph.nextTab);
+      paragraph.nextTab = {};
+      break;
+    case Word::tqr:
+      paragraph.nextTab.alignment = TabAlignment::right;
+      break;
+    case Word::tqc:
+      paragraph.nextTab.alignment = TabAlignment::center;
+      break;
+    case Word::tqdec:
+      paragraph.nextTab.alignment = TabAlignment::decimal;
+      break;
+    case Word::tldot:
+      paragraph.nextTab.leader = TabLeader::dots;
+      break;
+    case Word::tlmdot:
+      paragraph.nextTab.leader = TabLeader::middleDots;
+      break;
+    case Word::tlhyph:
+      paragraph.nextTab.leader = TabLeader::hyphens;
+      break;
+    case Word::tlul:
+      paragraph.nextTab.leader = TabLeader::underline;
+      break;
+    case Word::tlth:
+      paragraph.nextTab.leader = TabLeader::thickLine;
+      break;
+    case Word::tleq:
+      paragraph.nextTab.leader = TabLeader::equals;
+      break;
+    case Word::rtlpar:
+      paragraph.direction = WritingDirection::rightToLeft;
+      break;
+    case Word::ltrpar:
+      paragraph.direction = WritingDirection::leftToRight;
+      break;
+    case Word::outlinelevel:
+      paragraph.outlineLevel = std::clamp(value, -1, kMaxOutlineLevel);
+      break;
+    case Word::keepn:
+      paragraph.keepWithNext = !control.hasParameter || value != 0;
+      break;
+    case Word::keep:
+      paragraph.keepTogether = !control.hasParameter || value != 0;
+      break;
     default:
       break;
   }
+}
+
+bool RtfReader::applyPictureWord(Word word, const ControlWord& control) {
+  const Destination destination = group().destination;
+  if (destination == Destination::attachmentName) {
+    if (word == Word::width) attachmentSize_.width = control.parameter;
+    if (word == Word::height) attachmentSize_.height = control.parameter;
+    return word == Word::width || word == Word::height;
+  }
+  if (destination != Destination::picture) return false;
+  if (const PictureFormat format = pictureFormatOfWord(word); format != PictureFormat::none) {
+    pictureFormat_ = format;
+    pictureFormatParameter_ = control.parameter;
+    return true;
+  }
+  if (std::optional<std::int32_t>* size = pictureSizeOfWord(word, pictureSize_)) {
+    *size = control.parameter;
+    return true;
+  }
+  return false;
 }
 
 void RtfReader::applyDocumentWord(Word word, const ControlWord& control) {

@@ -7,7 +7,11 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string_view>
+#include <utility>
+
+#include "text/attributes.h"
 
 namespace textrix::detail {
 
@@ -19,7 +23,8 @@ struct ControlWord {
   std::size_t end = 0;  // the offset after the word and its delimiting space
 };
 
-// What a control word does; names with one effect share a Word (\uldb and \ulwave are \ul).
+// What a control word does; names with one effect share a Word (\chcbpat and \highlight are
+// \cb).
 enum class Word : std::uint8_t {
   unknown,
   // destinations
@@ -63,7 +68,35 @@ enum class Word : std::uint8_t {
   b,
   i,
   ul,
+  uld,
+  uldash,
+  uldashd,
+  uldashdd,
+  uldb,
+  ulhwave,
+  ulldash,
+  ulth,
+  ulthd,
+  ulthdash,
+  ulthdashd,
+  ulthdashdd,
+  ulthldash,
+  ululdbwave,
+  ulw,
+  ulwave,
   ulnone,
+  strike,
+  striked,
+  super,
+  sub,
+  nosupersub,
+  up,
+  dn,
+  expnd,
+  expndtw,
+  caps,
+  scaps,
+  v,
   cf,
   cb,
   // paragraph formatting
@@ -80,9 +113,42 @@ enum class Word : std::uint8_t {
   sl,
   slmult,
   slleading,
-  // pictures
+  tx,
+  tb,
+  tqr,
+  tqc,
+  tqdec,
+  tldot,
+  tlmdot,
+  tlhyph,
+  tlul,
+  tlth,
+  tleq,
+  rtlpar,
+  ltrpar,
+  outlinelevel,
+  keepn,
+  keep,
+  // pictures and attachments
   pngblip,
   jpegblip,
+  emfblip,
+  wmetafile,
+  dibitmap,
+  wbitmap,
+  macpict,
+  pmmetafile,
+  picw,
+  pich,
+  picwgoal,
+  pichgoal,
+  picscalex,
+  picscaley,
+  wbmbitspixel,
+  wbmplanes,
+  wbmwidthbytes,
+  width,
+  height,
   // characters
   par,
   line,
@@ -111,5 +177,17 @@ Word lookUpWord(std::string_view name);
 
 // The character a control word stands for, or 0 when it stands for none.
 char16_t characterOfWord(Word word);
+
+// The extension of a file that holds a picture of the format ("png", "wmf", ...).
+std::string_view pictureFileExtension(PictureFormat format);
+// The word that names the format in a \pict group, and whether it takes a number; none for
+// PictureFormat::none.
+std::optional<std::pair<std::string_view, bool>> pictureFormatWord(PictureFormat format);
+
+// The underline style (text/attributes.h) a word of the \ul family sets, or none for another word.
+std::optional<std::int64_t> underlineStyleOfWord(Word word);
+// The name of the word that sets a non-zero underline style: the style's own, else the nearest
+// one RTF has (the style without by-word, else its line alone, else a single line).
+std::string_view underlineWordOfStyle(std::int64_t style);
 
 }  // namespace textrix::detail

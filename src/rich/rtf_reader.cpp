@@ -101,7 +101,36 @@ ParagraphStyle paragraphStyleOf(const ParagraphState& state) {
   } else if (spacing < 0) {
     style.minimumLineHeight = style.maximumLineHeight = -spacing / kTwipsPerPoint;
   }
+  style.tabStops.reserve(state.tabStops.size());
+  for (const TabStopState& tab : state.tabStops) {
+    style.tabStops.push_back({tab.position / kTwipsPerPoint, tab.alignment, tab.leader});
+  }
+  style.baseWritingDirection = state.direction;
+  style.headerLevel = state.outlineLevel + 1;
+  style.keepWithNext = state.keepWithNext;
+  style.keepTogether = state.keepTogether;
   return style;
+}
+
+// The attributes of the character formatting that RTF states and the services only carry.
+void addCharacterEffects(const CharacterState& state, AttributeDictionary& attributes) {
+  if (state.underline != 0) attributes.setObject(state.underline, kUnderlineStyleAttributeName);
+  if (state.strike || state.doubleStrike) {
+    attributes.setObject(state.doubleStrike ? kUnderlineStyleDouble : kUnderlineStyleSingle,
+                         kStrikethroughStyleAttributeName);
+  }
+  if (state.superscript != 0) {
+    attributes.setObject(std::int64_t{state.superscript}, kSuperscriptAttributeName);
+  }
+  if (state.baselineOffset != 0) {
+    attributes.setObject(state.baselineOffset / 2.0, kBaselineOffsetAttributeName);
+  }
+  if (state.kern != 0) attributes.setObject(state.kern / kTwipsPerPoint, kKernAttributeName);
+  if (state.allCaps || state.smallCaps) {
+    attributes.setObject(std::int64_t{state.allCaps ? kAllCapitals : kSmallCapitals},
+                         kCapitalsAttributeName);
+  }
+  if (state.hidden) attributes.setObject(std::int64_t{1}, kHiddenAttributeName);
 }
 
 }  // namespace
@@ -424,7 +453,7 @@ AttributeDictionary RtfReader::attributesOf(const CharacterState& state) const {
   if (auto color = colorAt(state.background)) {
     attributes.setObject(*color, kBackgroundColorAttributeName);
   }
-  if (state.underline) attributes.setObject(kUnderlineStyleSingle, kUnderlineStyleAttributeName);
+  addCharacterEffects(state, attributes);
   if (state.field >= 0) {
     attributes.setObject(Link{*fields_[static_cast<std::size_t>(state.field)].url},
                          kLinkAttributeName);
@@ -466,8 +495,9 @@ void RtfReader::finishColorEntry() {
 
 }  // namespace detail
 
-RichTextReading readRtf(std::string_view rtf, const AttachmentFiles* attachments) {
-  return detail::RtfReader(rtf, attachments).read();
+RichTextReading readRtf(std::string_view rtf, const AttachmentFiles* attachments,
+                        const AttachmentDirectories* directories) {
+  return detail::RtfReader(rtf, attachments, directories).read();
 }
 
 }  // namespace textrix

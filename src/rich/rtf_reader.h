@@ -43,6 +43,19 @@ enum class Destination : std::uint8_t {
   picture,
 };
 
+// A tab stop as written: its position in twips.
+struct TabStopState {
+  int position = 0;
+  TabAlignment alignment = TabAlignment::left;
+  TabLeader leader = TabLeader::none;
+
+  bool operator==(const TabStopState&) const = default;
+};
+
+// Far more tab stops than word processors set in one paragraph; more are ignored, so that a
+// document cannot make every group copy a long list.
+inline constexpr std::size_t kMaxTabStops = 256;
+
 // Paragraph properties as written, in twips.
 struct ParagraphState {
   TextAlignment alignment = TextAlignment::natural;
@@ -54,6 +67,12 @@ struct ParagraphState {
   int lineSpacing = 0;
   bool lineMultiple = false;
   int leading = 0;
+  std::vector<TabStopState> tabStops;
+  TabStopState nextTab;  // the alignment and leader words met since the last tab stop
+  WritingDirection direction = WritingDirection::natural;
+  int outlineLevel = -1;  // -1: body text
+  bool keepWithNext = false;
+  bool keepTogether = false;
 
   bool operator==(const ParagraphState&) const = default;
 };
@@ -64,7 +83,15 @@ struct CharacterState {
   double pointSize = 12.0;
   bool bold = false;
   bool italic = false;
-  bool underline = false;
+  std::int64_t underline = 0;  // the underline style, 0 for none
+  bool strike = false;
+  bool doubleStrike = false;
+  int superscript = 0;     // 1 for \super, -1 for \sub
+  int baselineOffset = 0;  // half points, up when positive
+  int kern = 0;            // twips
+  bool allCaps = false;
+  bool smallCaps = false;
+  bool hidden = false;
   int foreground = 0;  // colour table index; 0 is automatic
   int background = 0;
   int field = -1;  // the hyperlink field whose result this is, or -1
@@ -92,8 +119,9 @@ struct FontEntry {
 // One reading of one document: construct, call read() once.
 class RtfReader {
  public:
-  RtfReader(std::string_view rtf, const AttachmentFiles* attachments)
-      : rtf_(rtf), attachments_(attachments) {}
+  RtfReader(std::string_view rtf, const AttachmentFiles* attachments,
+            const AttachmentDirectories* directories)
+      : rtf_(rtf), attachments_(attachments), directories_(directories) {}
 
   // The text and document attributes of the whole document, or the first error met.
   RichTextReading read();
@@ -146,8 +174,11 @@ class RtfReader {
   void readHexPicture(std::size_t end);
   // Ends the destination of the closed group: a picture or \NeXTGraphic leaves its attachment.
   void endDestination(const GroupState& closed);
+  // Applies a word that states a picture's format or size, or an attachment's size; false when
+  // word is none of them.
+  bool applyPictureWord(Word word, const ControlWord& control);
   // Appends one attachment character to the text, with the attributes of the text around it.
-  void appendAttachment(std::string name, std::shared_ptr<const std::string> contents);
+  void appendAttachment(Attachment attachment);
 
   // Text, runs and tables (rtf_reader.cpp).
 
@@ -176,6 +207,7 @@ class RtfReader {
 
   std::string_view rtf_;
   const AttachmentFiles* attachments_;
+  const AttachmentDirectories* directories_;
   std::size_t pos_ = 0;
   RichTextError error_;
   std::vector<GroupState> groups_;
@@ -196,8 +228,11 @@ class RtfReader {
   std::array<int, 3> colorComponents_{};
   bool colorHasComponents_ = false;
   std::u16string attachmentName_;
+  AttachmentSize attachmentSize_;
   std::string picture_;
-  std::string_view pictureExtension_;
+  PictureFormat pictureFormat_ = PictureFormat::none;
+  int pictureFormatParameter_ = 0;
+  AttachmentSize pictureSize_;
   int pictureHighNibble_ = -1;
   int pictureCount_ = 0;
 

@@ -12,11 +12,13 @@
 #include <set>
 #include <string>
 #include <string_view>
+#include <tuple>
 #include <unordered_map>
 #include <utility>
 #include <vector>
 
 #include "rich/rtf.h"
+#include "rich/rtf_control_words.h"
 #include "text/encodings.h"
 
 namespace textrix {
@@ -60,11 +62,69 @@ struct WrittenFormat {
   double pointSize = 12.0;
   bool bold = false;
   bool italic = false;
-  bool underline = false;
+  std::int64_t underline = 0;
+  std::int64_t strikethrough = 0;   // 0, kUnderlineStyleSingle or kUnderlineStyleDouble
+  std::int64_t superscript = 0;     // -1, 0 or 1
+  std::int64_t baselineOffset = 0;  // half points
+  std::int64_t kern = 0;            // twips
+  std::int64_t capitals = 0;
+  bool hidden = false;
   int foreground = 0;  // colour table index; 0 is automatic
   int background = 0;
   ParagraphStyle paragraph;
 };
+
+// The integer attribute under name, or 0.
+std::int64_t integerAttribute(const AttributeDictionary& attributes, std::string_view name) {
+  const std::int64_t* value = attributes.get<std::int64_t>(name);
+  return value ? *value : 0;
+}
+
+// The real attribute under name, or 0.
+double realAttribute(const AttributeDictionary& attributes, std::string_view name) {
+  const double* value = attributes.get<double>(name);
+  return value ? *value : 0.0;
+}
+
+// A strikethrough style as RTF can state it: none, single or double.
+std::int64_t strikethroughOf(std::int64_t style) {
+  if (style == 0) return 0;
+  return (style & 0xFF) == kUnderlineStyleDouble ? kUnderlineStyleDouble : kUnderlineStyleSingle;
+}
+
+// The words of the paragraph style that sit before a tab stop's position.
+std::string_view tabAlignmentWord(TabAlignment alignment) {
+  switch (alignment) {
+    case TabAlignment::right:
+      return "tqr";
+    case TabAlignment::center:
+      return "tqc";
+    case TabAlignment::decimal:
+      return "tqdec";
+    default:
+      return {};
+  }
+}
+
+std::string_view tabLeaderWord(TabLeader leader) {
+  switch (leader) {
+    case TabLeader::dots:
+      return "tldot";
+    case TabLeader::middleDots:
+      return "tlmdot";
+    case TabLeader::hyphens:
+      return "tlhyph";
+    case TabLeader::underline:
+      return "tlul";
+    case TabLeader::thickLine:
+      return "tlth";
+    case TabLeader::equals:
+      return "tleq";
+    case TabLeader::none:
+      return {};
+  }
+  return {};
+}
 
 // The size in pixels of a PNG image, from its header, or none when the bytes are not a PNG.
 std::optional<std::pair<std::uint32_t, std::uint32_t>> pngSize(const std::string& bytes) {
@@ -121,8 +181,11 @@ std::u16string numberedName(std::u16string_view name, int number) {
 
 class RtfWriter {
  public:
-  RtfWriter(const AttributedText& text, const DocumentAttributes* documentAttributes)
-      : text_(text), documentAttributes_(documentAttributes) {}
+  // With inlinePictures, a picture that came from a \pict group is written as one; else every
+  // attachment is a file of the package.
+  RtfWriter(const AttributedText& text, const DocumentAttributes* documentAttributes,
+            bool inlinePictures)
+      : text_(text), documentAttributes_(documentAttributes), inlinePictures_(inlinePictures) {}
 
   RtfWriting write();
 
@@ -137,8 +200,11 @@ class RtfWriter {
   void writeLinkChange(const Link* link);
   void writeParagraphStyle(const ParagraphStyle& style);
   void writeCharacterFormat(const WrittenFormat& format);
+  void writeCharacterEffects(const WrittenFormat& format);
+  void writeTabStops(const std::vector<TabStop>& tabStops);
   void writeCharacters(std::u16string_view characters, const Attachment* attachment);
   void writeAttachment(const Attachment& attachment);
+  void writePicture(const Attachment& attachment);
   std::u16string attachmentName(const Attachment& attachment);
 
   void word(std::string_view name);
@@ -149,6 +215,7 @@ class RtfWriter {
 
   const AttributedText& text_;
   const DocumentAttributes* documentAttributes_;
+  bool inlinePictures_;
   std::string out_;
   bool needsDelimiter_ = false;  // a control word was written last, so text needs a space first
 
@@ -163,7 +230,8 @@ class RtfWriter {
   bool atParagraphStart_ = true;
 
   RtfWriting result_;
-  std::map<std::pair<const std::string*, std::string>, std::u16string> attachmentNames_;
+  std::map<std::tuple<const std::string*, const AttachedDirectory*, std::string>, std::u16string>
+      attachmentNames_;
   std::set<std::u16string> usedNames_;
   std::map<std::u16string, int> nextNumber_;
 };
@@ -219,8 +287,15 @@ WrittenFormat RtfWriter::formatOf(const AttributeDictionary& attributes) const {
     format.bold = font->bold;
     format.italic = font->italic;
   }
-  const std::int64_t* underline = attributes.get<std::int64_t>(kUnderlineStyleAttributeName);
-  format.underline = underline != nullptr && *underline != 0;
+  format.underline = integerAttribute(attributes, kUnderlineStyleAttributeName);
+  format.strikethrough =
+      strikethroughOf(integerAttribute(attributes, kStrikethroughStyleAttributeName));
+  const std::int64_t superscript = integerAttribute(attributes, kSuperscriptAttributeName);
+  format.superscript = (superscript > 0) - (superscript < 0);
+  format.baselineOffset = roundedUnits(realAttribute(attributes, kBaselineOffsetAttributeName), 2);
+  format.kern = twips(realAttribute(attributes, kKernAttributeName));
+  format.capitals = integerAttribute(attributes, kCapitalsAttributeName);
+  format.hidden = integerAttribute(attributes, kHiddenAttributeName) != 0;
   format.foreground = colorIndex(attributes, kForegroundColorAttributeName);
   format.background = colorIndex(attributes, kBackgroundColorAttributeName);
   if (const auto* style = attributes.get<ParagraphStyle>(kParagraphStyleAttributeName)) {
@@ -347,7 +422,23 @@ void RtfWriter::writeParagraphStyle(const ParagraphStyle& style) {
     word("sl", style.maximumLineHeight == style.minimumLineHeight ? -minimum : minimum);
     word("slmult", 0);
   }
+  writeTabStops(style.tabStops);
+  if (style.baseWritingDirection == WritingDirection::rightToLeft) word("rtlpar");
+  if (style.baseWritingDirection == WritingDirection::leftToRight) word("ltrpar");
+  if (style.headerLevel > 0) word("outlinelevel", style.headerLevel - 1);
+  if (style.keepWithNext) word("keepn");
+  if (style.keepTogether) word("keep");
   written_.paragraph = style;
+}
+
+void RtfWriter::writeTabStops(const std::vector<TabStop>& tabStops) {
+  for (const TabStop& tab : tabStops) {
+    if (const std::string_view alignment = tabAlignmentWord(tab.alignment); !alignment.empty()) {
+      word(alignment);
+    }
+    if (const std::string_view leader = tabLeaderWord(tab.leader); !leader.empty()) word(leader);
+    word(tab.alignment == TabAlignment::bar ? "tb" : "tx", twips(tab.location));
+  }
 }
 
 void RtfWriter::writeCharacterFormat(const WrittenFormat& format) {
@@ -359,7 +450,10 @@ void RtfWriter::writeCharacterFormat(const WrittenFormat& format) {
   }
   if (format.bold != written_.bold) word(format.bold ? "b" : "b0");
   if (format.italic != written_.italic) word(format.italic ? "i" : "i0");
-  if (format.underline != written_.underline) word(format.underline ? "ul" : "ulnone");
+  if (format.underline != written_.underline) {
+    word(format.underline != 0 ? detail::underlineWordOfStyle(format.underline) : "ulnone");
+  }
+  writeCharacterEffects(format);
   if (format.foreground != written_.foreground) word("cf", format.foreground);
   if (format.background != written_.background) {
     // \chcbpat for word processors, \cb for the others; the reader takes either.
@@ -369,6 +463,34 @@ void RtfWriter::writeCharacterFormat(const WrittenFormat& format) {
   const ParagraphStyle paragraph = written_.paragraph;
   written_ = format;
   written_.paragraph = paragraph;
+}
+
+// The words of the effects that word processors state and that are off unless stated.
+void RtfWriter::writeCharacterEffects(const WrittenFormat& format) {
+  if (format.strikethrough != written_.strikethrough) {
+    if (written_.strikethrough == kUnderlineStyleDouble) word("striked", 0);
+    if (written_.strikethrough == kUnderlineStyleSingle) word("strike", 0);
+    if (format.strikethrough == kUnderlineStyleDouble) word("striked", 1);
+    if (format.strikethrough == kUnderlineStyleSingle) word("strike");
+  }
+  if (format.superscript != written_.superscript) {
+    word(format.superscript > 0 ? "super" : format.superscript < 0 ? "sub" : "nosupersub");
+  }
+  if (format.baselineOffset != written_.baselineOffset) {
+    if (format.baselineOffset < 0) {
+      word("dn", -format.baselineOffset);
+    } else {
+      word("up", format.baselineOffset);
+    }
+  }
+  if (format.kern != written_.kern) word("expndtw", format.kern);
+  if (format.capitals != written_.capitals) {
+    if (written_.capitals == kAllCapitals) word("caps", 0);
+    if (written_.capitals == kSmallCapitals) word("scaps", 0);
+    if (format.capitals == kAllCapitals) word("caps");
+    if (format.capitals == kSmallCapitals) word("scaps");
+  }
+  if (format.hidden != written_.hidden) word(format.hidden ? "v" : "v0");
 }
 
 void RtfWriter::writeCharacters(std::u16string_view characters, const Attachment* attachment) {
@@ -382,29 +504,78 @@ void RtfWriter::writeCharacters(std::u16string_view characters, const Attachment
 }
 
 void RtfWriter::writeAttachment(const Attachment& attachment) {
+  if (inlinePictures_ && attachment.format != PictureFormat::none) {
+    writePicture(attachment);
+    return;
+  }
   const std::u16string name = attachmentName(attachment);
-  std::int64_t width = 0;
-  std::int64_t height = 0;
-  if (attachment.contents) {
-    if (auto size = pngSize(*attachment.contents)) {
-      width = roundedUnits(size->first, kTwipsPerPoint);
-      height = roundedUnits(size->second, kTwipsPerPoint);
+  // The size as read, else the picture's desired size, else a PNG's pixels as points.
+  const AttachmentSize& size = attachment.size;
+  const auto stated = [](std::optional<std::int32_t> length, std::optional<std::int32_t> goal,
+                         std::optional<std::int32_t> scale) -> std::optional<std::int64_t> {
+    if (length) return *length;
+    if (goal) return std::int64_t{*goal} * scale.value_or(100) / 100;
+    return std::nullopt;
+  };
+  std::optional<std::int64_t> width = stated(size.width, size.goalWidth, size.scaleX);
+  std::optional<std::int64_t> height = stated(size.height, size.goalHeight, size.scaleY);
+  if (attachment.contents && (!width || !height)) {
+    if (auto pixels = pngSize(*attachment.contents)) {
+      if (!width) width = roundedUnits(pixels->first, kTwipsPerPoint);
+      if (!height) height = roundedUnits(pixels->second, kTwipsPerPoint);
     }
   }
   raw("{{");
   word("NeXTGraphic");
   text(name);
   raw(" ");
-  word("width", width);
-  word("height", height);
+  word("width", width.value_or(0));
+  word("height", height.value_or(0));
   raw("}\\'ac}");
+  needsDelimiter_ = false;
+}
+
+// A picture group: its format, the sizes it was read with, and its bytes in hexadecimal lines.
+void RtfWriter::writePicture(const Attachment& attachment) {
+  const auto [formatWord, numbered] = *detail::pictureFormatWord(attachment.format);
+  raw("{");
+  word("pict");
+  if (numbered) {
+    word(formatWord, attachment.formatParameter);
+  } else {
+    word(formatWord);
+  }
+  const AttachmentSize& size = attachment.size;
+  const std::pair<std::string_view, const std::optional<std::int32_t>*> sizes[] = {
+      {"picw", &size.pictureWidth},         {"pich", &size.pictureHeight},
+      {"picwgoal", &size.goalWidth},        {"pichgoal", &size.goalHeight},
+      {"picscalex", &size.scaleX},          {"picscaley", &size.scaleY},
+      {"wbmbitspixel", &size.bitsPerPixel}, {"wbmplanes", &size.planes},
+      {"wbmwidthbytes", &size.bytesPerRow},
+  };
+  for (const auto& [name, value] : sizes) {
+    if (value->has_value()) word(name, **value);
+  }
+  constexpr std::string_view kHexDigits = "0123456789abcdef";
+  constexpr std::size_t kBytesPerLine = 64;
+  const std::string_view bytes =
+      attachment.contents ? std::string_view(*attachment.contents) : std::string_view();
+  out_.reserve(out_.size() + bytes.size() * 2 + bytes.size() / kBytesPerLine + 2);
+  for (std::size_t i = 0; i < bytes.size(); ++i) {
+    if (i % kBytesPerLine == 0) out_ += '\n';
+    const auto byte = static_cast<unsigned char>(bytes[i]);
+    out_ += kHexDigits[byte >> 4];
+    out_ += kHexDigits[byte & 0xF];
+  }
+  raw("}");
   needsDelimiter_ = false;
 }
 
 // The file name of an attachment in the package, unique among the attachments written; the same
 // attachment written twice keeps its name and file.
 std::u16string RtfWriter::attachmentName(const Attachment& attachment) {
-  const auto key = std::make_pair(attachment.contents.get(), attachment.fileName);
+  const auto key =
+      std::make_tuple(attachment.contents.get(), attachment.directory.get(), attachment.fileName);
   auto known = attachmentNames_.find(key);
   if (known != attachmentNames_.end()) return known->second;
   const std::u16string base = safeFileName(attachment.fileName);
@@ -417,9 +588,13 @@ std::u16string RtfWriter::attachmentName(const Attachment& attachment) {
   }
   usedNames_.insert(name);
   attachmentNames_.emplace(key, name);
-  result_.attachments.emplace(encodeUtf8(name), attachment.contents
-                                                    ? attachment.contents
-                                                    : std::make_shared<const std::string>());
+  if (attachment.directory) {
+    result_.directories.emplace(encodeUtf8(name), attachment.directory);
+  } else {
+    result_.attachments.emplace(encodeUtf8(name), attachment.contents
+                                                      ? attachment.contents
+                                                      : std::make_shared<const std::string>());
+  }
   return name;
 }
 
@@ -476,11 +651,11 @@ void RtfWriter::text(std::u16string_view characters, bool escapeSemicolon) {
 
 RtfWriting writeRtfWithAttachments(const AttributedText& text,
                                    const DocumentAttributes* documentAttributes) {
-  return RtfWriter(text, documentAttributes).write();
+  return RtfWriter(text, documentAttributes, /*inlinePictures=*/false).write();
 }
 
 std::string writeRtf(const AttributedText& text, const DocumentAttributes* documentAttributes) {
-  return writeRtfWithAttachments(text, documentAttributes).rtf;
+  return RtfWriter(text, documentAttributes, /*inlinePictures=*/true).write().rtf;
 }
 
 }  // namespace textrix

@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 #include <system_error>
 #include <unordered_set>
@@ -42,8 +43,9 @@ bool isSafeFileName(std::string_view name) {
          name.find_first_of(std::string_view("/\0", 2)) == std::string_view::npos;
 }
 
-bool isAttachmentName(std::string_view name) {
-  return isSafeFileName(name) && !isMetadataName(name) && name != kTextFileName;
+// A name a file or folder of a package may have: at the top of the package TXT.rtf is the text.
+bool isAttachmentName(std::string_view name, bool top) {
+  return isSafeFileName(name) && !isMetadataName(name) && !(top && name == kTextFileName);
 }
 
 std::uint32_t loadLittleEndian32(const char* bytes) {
@@ -63,9 +65,12 @@ class FlatPackageReader {
   explicit FlatPackageReader(std::string_view bytes) : bytes_(bytes) {}
 
   RtfdPackageReading read() {
-    if (!readHeader() || !readDirectory(0, &package_)) return {{}, error_};
+    AttachedDirectory top;
+    if (!readHeader() || !readDirectory(0, top)) return {{}, error_};
     if (position_ != bytes_.size()) return {{}, {RichTextErrorKind::malformedRtfd, position_}};
     if (!textFound_) return {{}, {RichTextErrorKind::missingText, bytes_.size()}};
+    package_.attachments = std::move(top.files);
+    package_.directories = std::move(top.directories);
     return {std::move(package_), {}};
   }
 
@@ -117,14 +122,13 @@ class FlatPackageReader {
     return true;
   }
 
-  // The files of the outermost directory go into package; a nested one is read for its
-  // consistency alone (package is null).
-  bool readDirectory(int depth, RtfdPackage* package) {
+  // Reads the directory at depth (0: the package's own) into folder.
+  bool readDirectory(int depth, AttachedDirectory& folder) {
     if (depth > kMaxRtfdNesting) return fail(RichTextErrorKind::tooDeep, position_);
     std::vector<Entry> entries;
     return readEntries(entries) &&
            std::all_of(entries.begin(), entries.end(),
-                       [&](const Entry& entry) { return readRecord(entry, depth, package); });
+                       [&](const Entry& entry) { return readRecord(entry, depth, folder); });
   }
 
   bool readEntries(std::vector<Entry>& entries) {
@@ -150,25 +154,39 @@ class FlatPackageReader {
     return true;
   }
 
-  bool readRecord(const Entry& entry, int depth, RtfdPackage* package) {
+  bool readRecord(const Entry& entry, int depth, AttachedDirectory& folder) {
     const std::size_t start = position_;
     if (entry.recordSize < 4) return fail(RichTextErrorKind::malformedRtfd, start);
     if (entry.recordSize > bytesLeft()) return fail(RichTextErrorKind::truncatedRtfd, start);
     std::uint32_t type = 0;
     readWord(type);  // the record's four bytes are there: its size was checked just now
     std::string_view data;
+    auto inner = std::make_shared<AttachedDirectory>();
     const bool isData = type == kDataRecord;
     if (isData) {
       if (!readData(data)) return false;
     } else if (type == kDirectoryRecord) {
-      if (!readDirectory(depth + 1, nullptr)) return false;
+      if (!readDirectory(depth + 1, *inner)) return false;
     } else {
       return fail(RichTextErrorKind::malformedRtfd, start);
     }
     if (position_ != start + entry.recordSize) {
       return fail(RichTextErrorKind::malformedRtfd, position_);
     }
-    return !isData || !package || keepFile(entry, data, *package);
+    const bool top = depth == 0;
+    if (isData && top && entry.name == kTextFileName) {
+      package_.rtf = data;
+      textFound_ = true;
+    } else if (isAttachmentName(entry.name, top)) {
+      if (isData) {
+        folder.files.emplace(entry.name, std::make_shared<const std::string>(data));
+      } else {
+        folder.directories.emplace(entry.name, std::move(inner));
+      }
+    } else if (!isMetadataName(entry.name) && entry.name != kTextFileName) {
+      return fail(RichTextErrorKind::malformedRtfd, entry.nameOffset);
+    }
+    return true;
   }
 
   bool readData(std::string_view& data) {
@@ -185,18 +203,6 @@ class FlatPackageReader {
     return true;
   }
 
-  bool keepFile(const Entry& entry, std::string_view data, RtfdPackage& package) {
-    if (entry.name == kTextFileName) {
-      package.rtf = data;
-      textFound_ = true;
-    } else if (isAttachmentName(entry.name)) {
-      package.attachments.emplace(entry.name, std::make_shared<const std::string>(data));
-    } else if (!isMetadataName(entry.name)) {
-      return fail(RichTextErrorKind::malformedRtfd, entry.nameOffset);
-    }
-    return true;
-  }
-
   std::string_view bytes_;
   std::size_t position_ = 0;
   RichTextError error_;
@@ -208,29 +214,94 @@ std::string_view contentsOf(const std::shared_ptr<const std::string>& contents) 
   return contents ? std::string_view(*contents) : std::string_view();
 }
 
-// The files of a package in the order they are written: TXT.rtf, then the attachments by name.
-std::vector<std::pair<std::string_view, std::string_view>> filesOf(const RtfdPackage& package) {
-  std::vector<std::pair<std::string_view, std::string_view>> files;
-  files.reserve(package.attachments.size() + 1);
-  files.emplace_back(kTextFileName, package.rtf);
-  for (const auto& [name, contents] : package.attachments) {
-    files.emplace_back(name, contentsOf(contents));
-  }
-  return files;
-}
+// One entry of a directory as written: a file's bytes, or a folder.
+struct WrittenEntry {
+  std::string_view name;
+  std::string_view contents;
+  const AttachedDirectory* folder = nullptr;
+};
 
-void checkWritable(const std::vector<std::pair<std::string_view, std::string_view>>& files) {
-  for (std::size_t i = 1; i < files.size(); ++i) {
-    if (!isAttachmentName(files[i].first)) {
+// The entries of a directory in the order they are written: the text (at the top of a package),
+// the files by name, then the folders by name. Throws for a name the reader would refuse.
+std::vector<WrittenEntry> entriesOf(const AttachmentFiles& files,
+                                    const AttachmentDirectories& folders, const std::string* text) {
+  std::vector<WrittenEntry> entries;
+  entries.reserve(files.size() + folders.size() + 1);
+  if (text) entries.push_back({kTextFileName, *text});
+  for (const auto& [name, contents] : files) entries.push_back({name, contentsOf(contents)});
+  for (const auto& [name, folder] : folders) {
+    if (files.count(name) != 0) {
+      throw std::invalid_argument("RTFD name is both a file and a directory");
+    }
+    static const AttachedDirectory kEmpty;
+    entries.push_back({name, {}, folder ? folder.get() : &kEmpty});
+  }
+  for (std::size_t i = text ? 1 : 0; i < entries.size(); ++i) {
+    if (!isAttachmentName(entries[i].name, text != nullptr)) {
       throw std::invalid_argument("RTFD attachment name is not a plain file name");
     }
-  }
-  for (const auto& [name, contents] : files) {
-    if (name.size() > kMaxRecordSize || contents.size() > kMaxRecordSize - kDataRecordOverhead) {
-      throw std::length_error("RTFD file or name too long for the flat form");
+    if (entries[i].name.size() > kMaxRecordSize) {
+      throw std::length_error("RTFD name too long for the flat form");
     }
   }
+  return entries;
 }
+
+// Writes the flat form of a directory's records; each nested directory's size is counted before
+// it is written, so every level is visited once per level above it, a bounded number of times.
+class FlatPackageWriter {
+ public:
+  std::string write(const RtfdPackage& package) {
+    const auto entries = textrix::entriesOf(package.attachments, package.directories, &package.rtf);
+    out_.reserve(kMagic.size() + 8 + directorySize(entries));
+    out_ += kMagic;
+    appendLittleEndian32(out_, kVersion);
+    appendLittleEndian32(out_, kDirectoryRecord);
+    appendDirectory(entries, 0);
+    return std::move(out_);
+  }
+
+ private:
+  static std::vector<WrittenEntry> entriesOf(const AttachedDirectory& folder) {
+    return textrix::entriesOf(folder.files, folder.directories, nullptr);
+  }
+
+  // The bytes of a directory after its record type: count, names, sizes, records.
+  static std::size_t directorySize(const std::vector<WrittenEntry>& entries) {
+    std::size_t size = 4;
+    for (const WrittenEntry& entry : entries) size += 4 + entry.name.size() + 4 + recordSize(entry);
+    return size;
+  }
+
+  static std::size_t recordSize(const WrittenEntry& entry) {
+    const std::size_t size = entry.folder ? 4 + directorySize(entriesOf(*entry.folder))
+                                          : kDataRecordOverhead + entry.contents.size();
+    if (size > kMaxRecordSize) throw std::length_error("RTFD file too long for the flat form");
+    return size;
+  }
+
+  void appendDirectory(const std::vector<WrittenEntry>& entries, int depth) {
+    if (depth > kMaxRtfdNesting) throw std::length_error("RTFD directories nested too deep");
+    appendLittleEndian32(out_, entries.size());
+    for (const WrittenEntry& entry : entries) {
+      appendLittleEndian32(out_, entry.name.size());
+      out_ += entry.name;
+    }
+    for (const WrittenEntry& entry : entries) appendLittleEndian32(out_, recordSize(entry));
+    for (const WrittenEntry& entry : entries) {
+      if (entry.folder) {
+        appendLittleEndian32(out_, kDirectoryRecord);
+        appendDirectory(entriesOf(*entry.folder), depth + 1);
+      } else {
+        appendLittleEndian32(out_, kDataRecord);
+        appendLittleEndian32(out_, entry.contents.size());
+        out_ += entry.contents;
+      }
+    }
+  }
+
+  std::string out_;
+};
 
 // Owns a file descriptor and closes it at the end of its scope.
 class FileDescriptor {
@@ -246,6 +317,8 @@ class FileDescriptor {
   int get() const { return fd_; }
   // Closes now; false when the file system reports that earlier writes failed.
   bool close() { return ::close(std::exchange(fd_, -1)) == 0; }
+  // Hands the descriptor over to the caller.
+  int release() { return std::exchange(fd_, -1); }
 
  private:
   int fd_;
@@ -255,8 +328,6 @@ struct DirectoryCloser {
   void operator()(DIR* directory) const { closedir(directory); }
 };
 using OpenDirectory = std::unique_ptr<DIR, DirectoryCloser>;
-
-enum class FileReading { read, skipped, failed };
 
 bool readAll(int fd, std::size_t sizeHint, std::string& contents) {
   // One byte past the expected size, so a file that has not grown ends in one pass.
@@ -273,18 +344,54 @@ bool readAll(int fd, std::size_t sizeHint, std::string& contents) {
   return true;
 }
 
-// Reads the regular file name in the directory; a symbolic link, a device or a pipe is skipped,
-// so no name leads out of the folder.
-FileReading readRegularFileAt(int directoryFd, const char* name, std::string& contents) {
-  const FileDescriptor file(
-      openat(directoryFd, name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-  if (!file) return errno == ELOOP || errno == ENXIO ? FileReading::skipped : FileReading::failed;
-  struct stat status;
-  if (fstat(file.get(), &status) != 0) return FileReading::failed;
-  if (!S_ISREG(status.st_mode)) return FileReading::skipped;
-  return readAll(file.get(), static_cast<std::size_t>(status.st_size), contents)
-             ? FileReading::read
-             : FileReading::failed;
+constexpr RichTextError kUnreadable{RichTextErrorKind::unreadableFile, 0};
+
+// Reads the regular files and folders of the open directory into folder, and at the top of the
+// package (text given) TXT.rtf into text. A symbolic link, a device or a pipe is skipped, so no
+// name leads out of the folder.
+RichTextError readBundleFolder(DIR* directory, int depth, AttachedDirectory& folder,
+                               std::optional<std::string>* text) {
+  for (;;) {
+    errno = 0;
+    const dirent* entry = readdir(directory);
+    if (!entry) break;
+    const std::string_view name = entry->d_name;
+    if (!isSafeFileName(name) || isMetadataName(name)) continue;
+    FileDescriptor file(openat(dirfd(directory), entry->d_name,
+                               O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    if (!file) {
+      if (errno == ELOOP || errno == ENXIO) continue;
+      return kUnreadable;
+    }
+    struct stat status;
+    if (fstat(file.get(), &status) != 0) return kUnreadable;
+    if (S_ISDIR(status.st_mode)) {
+      if (depth >= kMaxRtfdNesting) return {RichTextErrorKind::tooDeep, 0};
+      const OpenDirectory inner(fdopendir(file.release()));
+      if (!inner) return kUnreadable;
+      auto innerFolder = std::make_shared<AttachedDirectory>();
+      if (RichTextError error = readBundleFolder(inner.get(), depth + 1, *innerFolder, nullptr);
+          error.kind != RichTextErrorKind::none) {
+        return error;
+      }
+      if (isAttachmentName(name, text != nullptr)) {
+        folder.directories.emplace(name, std::move(innerFolder));
+      }
+      continue;
+    }
+    if (!S_ISREG(status.st_mode)) continue;
+    std::string contents;
+    if (!readAll(file.get(), static_cast<std::size_t>(status.st_size), contents)) {
+      return kUnreadable;
+    }
+    if (text && name == kTextFileName) {
+      *text = std::move(contents);
+    } else {
+      folder.files.emplace(name, std::make_shared<const std::string>(std::move(contents)));
+    }
+  }
+  if (errno != 0) return kUnreadable;
+  return {};
 }
 
 bool writeAll(int fd, std::string_view bytes) {
@@ -329,64 +436,57 @@ RtfdPackageReading readFlatRtfdPackage(std::string_view bytes) {
 }
 
 std::string writeFlatRtfdPackage(const RtfdPackage& package) {
-  const auto files = filesOf(package);
-  checkWritable(files);
-  std::size_t total = kMagic.size() + 12;
-  for (const auto& [name, contents] : files) total += 4 + name.size() + 4 + 8 + contents.size();
-  std::string out;
-  out.reserve(total);
-  out += kMagic;
-  appendLittleEndian32(out, kVersion);
-  appendLittleEndian32(out, kDirectoryRecord);
-  appendLittleEndian32(out, files.size());
-  for (const auto& file : files) {
-    appendLittleEndian32(out, file.first.size());
-    out += file.first;
-  }
-  for (const auto& file : files) {
-    appendLittleEndian32(out, kDataRecordOverhead + file.second.size());
-  }
-  for (const auto& file : files) {
-    appendLittleEndian32(out, kDataRecord);
-    appendLittleEndian32(out, file.second.size());
-    out += file.second;
-  }
-  return out;
+  return FlatPackageWriter().write(package);
 }
 
 RtfdPackageReading readRtfdBundle(const std::filesystem::path& directory) {
-  constexpr RichTextError kUnreadable{RichTextErrorKind::unreadableFile, 0};
   const OpenDirectory folder(opendir(directory.c_str()));
   if (!folder) return {{}, kUnreadable};
-  RtfdPackageReading reading;
-  bool textFound = false;
-  for (;;) {
-    errno = 0;
-    const dirent* entry = readdir(folder.get());
-    if (!entry) break;
-    const std::string_view name = entry->d_name;
-    if (!isSafeFileName(name) || isMetadataName(name)) continue;
-    std::string contents;
-    const FileReading result = readRegularFileAt(dirfd(folder.get()), entry->d_name, contents);
-    if (result == FileReading::failed) return {{}, kUnreadable};
-    if (result == FileReading::skipped) continue;
-    if (name == kTextFileName) {
-      reading.package.rtf = std::move(contents);
-      textFound = true;
-    } else {
-      reading.package.attachments.emplace(name,
-                                          std::make_shared<const std::string>(std::move(contents)));
+  AttachedDirectory top;
+  std::optional<std::string> text;
+  if (RichTextError error = readBundleFolder(folder.get(), 0, top, &text);
+      error.kind != RichTextErrorKind::none) {
+    return {{}, error};
+  }
+  if (!text) return {{}, {RichTextErrorKind::missingText, 0}};
+  return {{std::move(*text), std::move(top.files), std::move(top.directories)}, {}};
+}
+
+namespace {
+
+// Writes files and folders into the open folder, each folder's own the same way; false when a
+// name is not a plain file name or a write fails.
+bool writeBundleFolder(int folderFd, const AttachmentFiles& files,
+                       const AttachmentDirectories& folders, int depth, bool top) {
+  if (depth > kMaxRtfdNesting) return false;
+  for (const auto& [name, contents] : files) {
+    if (!isAttachmentName(name, top) || !writeFileAt(folderFd, name, contentsOf(contents))) {
+      return false;
     }
   }
-  if (errno != 0) return {{}, kUnreadable};
-  if (!textFound) return {{}, {RichTextErrorKind::missingText, 0}};
-  return reading;
+  for (const auto& [name, folder] : folders) {
+    if (!isAttachmentName(name, top)) return false;
+    const std::string path(name);
+    if (mkdirat(folderFd, path.c_str(), 0777) != 0 && errno != EEXIST) return false;
+    const FileDescriptor inner(
+        openat(folderFd, path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    if (!inner) return false;
+    if (folder && !writeBundleFolder(inner.get(), folder->files, folder->directories, depth + 1,
+                                     /*top=*/false)) {
+      return false;
+    }
+  }
+  return true;
 }
+
+}  // namespace
 
 RichTextError writeRtfdBundle(const RtfdPackage& package, const std::filesystem::path& directory) {
   constexpr RichTextError kUnwritable{RichTextErrorKind::unreadableFile, 0};
-  for (const auto& entry : package.attachments) {
-    if (!isAttachmentName(entry.first)) return kUnwritable;
+  const auto unsafe = [](const auto& entry) { return !isAttachmentName(entry.first, true); };
+  if (std::any_of(package.attachments.begin(), package.attachments.end(), unsafe) ||
+      std::any_of(package.directories.begin(), package.directories.end(), unsafe)) {
+    return kUnwritable;
   }
   std::error_code error;
   std::filesystem::create_directories(directory, error);
@@ -394,10 +494,10 @@ RichTextError writeRtfdBundle(const RtfdPackage& package, const std::filesystem:
   const FileDescriptor folder(open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (!folder) return kUnwritable;
   // TXT.rtf goes last: once it is there, so are the files it names.
-  for (const auto& [name, contents] : package.attachments) {
-    if (!writeFileAt(folder.get(), name, contentsOf(contents))) return kUnwritable;
+  if (!writeBundleFolder(folder.get(), package.attachments, package.directories, 0, true) ||
+      !writeFileAt(folder.get(), kTextFileName, package.rtf)) {
+    return kUnwritable;
   }
-  if (!writeFileAt(folder.get(), kTextFileName, package.rtf)) return kUnwritable;
   return {};
 }
 
@@ -409,13 +509,13 @@ RichTextReading textOfPackage(const RtfdPackageReading& reading) {
     failed.error = reading.error;
     return failed;
   }
-  return readRtf(reading.package.rtf, &reading.package.attachments);
+  return readRtf(reading.package.rtf, &reading.package.attachments, &reading.package.directories);
 }
 
 RtfdPackage packageOfText(const AttributedText& text,
                           const DocumentAttributes* documentAttributes) {
   RtfWriting writing = writeRtfWithAttachments(text, documentAttributes);
-  return {std::move(writing.rtf), std::move(writing.attachments)};
+  return {std::move(writing.rtf), std::move(writing.attachments), std::move(writing.directories)};
 }
 
 }  // namespace

@@ -211,20 +211,99 @@ std::u16string mapped(std::u16string_view text, CaseMapping mapping) {
   return result;
 }
 
-// Each run is mapped on its own, as if it were the whole text, and the mapped characters replace
-// it with its attributes.
-void changeCaseRunByRun(AttributedText& text, CaseMapping mapping) {
-  CaseChanger changer(mapping);
-  AttributedText::Rewriter out(text);
-  std::u16string mappedRun;
-  for (const AttributedText::Run& run : text.runs()) {
-    const std::u16string_view piece =
-        std::u16string_view(text.string()).substr(run.range.location, run.range.length);
-    mappedRun.clear();
-    changer.append(mappedRun, piece);
-    if (mappedRun != piece) out.replace(run.range.location, run.range.length, mappedRun);
+// The run-wise case change, as a walk over the text being edited in place: the length n is taken
+// once, and each step maps the piece from the walk's index to the end of the attributes there (in
+// the text as the earlier steps left it, never past n) and puts the mapped characters in the
+// piece's place with the piece's attributes; the next step starts where the piece ended. A mapping
+// that changes the length shifts what the later steps see, and that shift is part of the result
+// that documents rely on: units a step added are mapped again by the next step, units a step
+// removed let the walk pass over as many following units unmapped, and the units pushed past n go
+// unexamined.
+//
+// The edited text is built in one pass: done_ holds the text before the walk's index, carried_ the
+// units a step added beyond it (one set of attributes), and the source from next_ on the rest.
+class RunWiseCaseChange {
+ public:
+  RunWiseCaseChange(const AttributedText& source, CaseMapping mapping)
+      : source_(source), runs_(source.runs()), changer_(mapping) {}
+
+  // The source with the walk's edits applied.
+  AttributedText result() &&;
+
+ private:
+  // Moves the piece of at most limit units that starts at the walk's index into piece_; its
+  // attributes into pieceAttributes_.
+  void takePiece(std::size_t limit);
+  // Copies the source units up to until, unmapped, with their attributes.
+  void copySource(std::size_t until);
+
+  const AttributedText& source_;
+  const std::vector<AttributedText::Run> runs_;
+  CaseChanger changer_;
+  AttributedText done_;
+  std::u16string carried_;
+  AttributeDictionary carriedAttributes_;
+  std::size_t next_ = 0;  // the first source unit not yet taken
+  std::size_t run_ = 0;   // the source run that holds next_
+  std::u16string piece_;
+  AttributeDictionary pieceAttributes_;
+  std::u16string mapped_;
+};
+
+AttributedText RunWiseCaseChange::result() && {
+  const std::size_t n = source_.length();
+  for (std::size_t index = 0; index < n && (!carried_.empty() || next_ < n);) {
+    takePiece(n - index);
+    mapped_.clear();
+    changer_.append(mapped_, piece_);
+    index += piece_.size();
+    const std::u16string_view mapped = mapped_;
+    if (index >= n) {
+      done_.appendString(mapped, pieceAttributes_);
+      break;
+    }
+    // The piece ended where its attributes did, so nothing carried is left: what follows the
+    // index is the rest of the mapped units, then the source.
+    const std::size_t passed = std::min(piece_.size(), mapped.size());
+    done_.appendString(mapped.substr(0, passed), pieceAttributes_);
+    carried_ = mapped.substr(passed);
+    carriedAttributes_ = pieceAttributes_;
+    copySource(std::min(n, next_ + (piece_.size() - passed)));
   }
-  if (out.edited()) text = out.finish();
+  done_.appendString(carried_, carriedAttributes_);
+  copySource(n);
+  return std::move(done_);
+}
+
+void RunWiseCaseChange::takePiece(std::size_t limit) {
+  pieceAttributes_ = carried_.empty() ? runs_[run_].attributes : carriedAttributes_;
+  const std::size_t fromCarried = std::min(limit, carried_.size());
+  piece_.assign(carried_, 0, fromCarried);
+  carried_.erase(0, fromCarried);
+  while (piece_.size() < limit && run_ < runs_.size() &&
+         runs_[run_].attributes == pieceAttributes_) {
+    const std::size_t runEnd = runs_[run_].range.end();
+    const std::size_t until = std::min(runEnd, next_ + (limit - piece_.size()));
+    piece_.append(source_.string(), next_, until - next_);
+    next_ = until;
+    if (next_ == runEnd) ++run_;
+  }
+}
+
+void RunWiseCaseChange::copySource(std::size_t until) {
+  while (next_ < until) {
+    const std::size_t runEnd = runs_[run_].range.end();
+    const std::size_t end = std::min(until, runEnd);
+    done_.appendString(std::u16string_view(source_.string()).substr(next_, end - next_),
+                       runs_[run_].attributes);
+    next_ = end;
+    if (next_ == runEnd) ++run_;
+  }
+}
+
+void changeCaseRunByRun(AttributedText& text, CaseMapping mapping) {
+  if (text.empty()) return;
+  text = RunWiseCaseChange(text, mapping).result();
 }
 
 // The full upper case of the one-unit string c.

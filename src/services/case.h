@@ -4,7 +4,10 @@
 // the length may change (U+00DF upper-cases to "SS"); word starts for capitalize are the Unicode
 // word boundaries. On attributed text the same three operations map run by run: each run is mapped
 // on its own and keeps its attributes, so a word whose tail is bold gets a capital at the start of
-// the bold run too.
+// the bold run too. The runs are walked as the text is edited, with the positions and the length
+// they had before: after a run that grew, the walk maps the units it added once more and leaves as
+// many units at the end unexamined ("stra\u00DFe " + bold "red" upper-cases to "STRASSE " + bold
+// "REd").
 //
 //   std::u16string s = u"stra\u00DFe";
 //   textrix::uppercase(s);                                  // "STRASSE"
@@ -27,7 +30,7 @@ void lowercase(std::u16string& text);
 // The first cased letter of every word in title case and every other letter in lower case; the
 // capitalize-words service on plain text.
 void capitalize(std::u16string& text);
-// The same three, run by run, for rich text.
+// The same three, run by run, for rich text, by the walk described above.
 void uppercase(AttributedText& text);
 void lowercase(AttributedText& text);
 void capitalize(AttributedText& text);

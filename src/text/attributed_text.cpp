@@ -1,6 +1,7 @@
 #include "text/attributed_text.h"
 
 #include <algorithm>
+#include <array>
 #include <iterator>
 #include <stdexcept>
 #include <utility>
@@ -29,7 +30,7 @@ void checkRange(Range range, std::size_t length) {
 
 AttributedText::AttributedText(std::u16string_view string, AttributeDictionary attributes)
     : chars_(string) {
-  if (!chars_.empty()) runs_.push_back({0, std::move(attributes)});
+  if (!chars_.empty()) runs_.push_back({0, attributes.interned()});
 }
 
 std::size_t AttributedText::runIndexAt(std::size_t index) const {
@@ -155,7 +156,7 @@ void AttributedText::appendRun(std::u16string_view characters,
                                const AttributeDictionary& attributes) {
   if (characters.empty()) return;
   if (runs_.empty() || !(runs_.back().attributes == attributes)) {
-    runs_.push_back({chars_.size(), attributes});
+    runs_.push_back({chars_.size(), attributes.interned()});
   }
   chars_.append(characters);
 }
@@ -297,18 +298,26 @@ void AttributedText::changeAttributes(Range range, ChangeAttributes change) {
   if (range.location >= end) return;
   const std::size_t first = splitRunAt(range.location);
   const std::size_t last = splitRunAt(end);
-  // Runs that shared attributes before the change share the changed ones too.
-  AttributeDictionary before;
-  AttributeDictionary after;
+  // Runs that shared attributes before the change share the changed ones too. The changes of the
+  // last few distinct dictionaries are remembered, as runs often alternate among a few styles;
+  // comparing interned dictionaries is one pointer comparison.
+  constexpr std::size_t kRemembered = 4;
+  std::array<std::pair<AttributeDictionary, AttributeDictionary>, kRemembered> changes;
+  std::size_t known = 0;
   for (std::size_t run = first; run < last; ++run) {
     AttributeDictionary& attributes = runs_[run].attributes;
-    if (run == first || !(attributes == before)) {
-      before = attributes;
-      change(attributes);
-      after = attributes;
-    } else {
-      attributes = after;
+    const auto end = changes.begin() + static_cast<std::ptrdiff_t>(std::min(known, kRemembered));
+    const auto found = std::find_if(changes.begin(), end,
+                                    [&](const auto& change) { return change.first == attributes; });
+    if (found != end) {
+      attributes = found->second;
+      continue;
     }
+    auto& remembered = changes[known++ % kRemembered];
+    remembered.first = attributes;
+    change(attributes);
+    attributes = attributes.interned();
+    remembered.second = attributes;
   }
   consolidateRuns(first, last);
 }

@@ -19,6 +19,9 @@
 // one pass over the characters and the runs: a scan reports its edits to a Rewriter, which builds
 // the edited text once. Runs are kept consolidated (no two neighbours with equal attributes),
 // except inside a batch of edits (beginEditing ... endEditing), which consolidates at its end.
+// Runs hold interned dictionaries (AttributeDictionary::interned), so that runs with equal
+// attributes share one, however they were made, and comparing two runs' attributes is one pointer
+// comparison: memory and time stay linear in the runs.
 #pragma once
 
 #include <cstddef>

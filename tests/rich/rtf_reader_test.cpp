@@ -127,7 +127,7 @@ TEST(RtfReader, DecodesCharactersToUnits) {
       {R"({\rtf1 a{\*\unknown x{y}z}b{\*\fldinst q}c})", u"abc"},
       {R"({\rtf1{\stylesheet{\s1 Normal;}}{\info{\title T}}{\header h}a})", u"a"},
       {R"({\rtf1 {\field{\*\fldinst PAGE}{\fldrslt 7}}})", u"7"},
-      {R"({\rtf1 x{\*\shppict{\pict\wmetafile8 0102}}{\nonshppict{\pict 01}}y})", u"xy"},
+      {R"({\rtf1 x{\*\shppict{\pict\wmetafile8 0102}}{\nonshppict{\pict 01}}y})", u"x\uFFFCy"},
       {R"({\rtf1 a}trailing)", u"a"},
   };
   for (const auto& row : rows) EXPECT_EQ(read(row.rtf).string(), row.expected) << row.rtf;
@@ -207,8 +207,10 @@ TEST(RtfReader, ReadsNamedAttachments) {
       "{{\\NeXTGraphic missing.tiff \\width0 \\height0}\\'ac}b}",
       &files);
   ASSERT_EQ(text.string(), u"a\uFFFC\uFFFCb");
-  EXPECT_EQ(at<Attachment>(text, 1, kAttachmentAttributeName),
-            (Attachment{"my picture.png", files["my picture.png"]}));
+  Attachment expected{"my picture.png", files["my picture.png"]};
+  expected.size.width = 200;
+  expected.size.height = 100;
+  EXPECT_EQ(at<Attachment>(text, 1, kAttachmentAttributeName), expected);
   const Attachment* missing = text.attributesAtIndex(2).get<Attachment>(kAttachmentAttributeName);
   ASSERT_NE(missing, nullptr);
   EXPECT_EQ(missing->fileName, "missing.tiff");
@@ -216,20 +218,51 @@ TEST(RtfReader, ReadsNamedAttachments) {
   EXPECT_NE(text.attributesAtIndex(1).find(kFontAttributeName), nullptr);
 }
 
-TEST(RtfReader, ReadsPngAndJpegPicturesAsAttachments) {
+// Every picture format is kept with its bytes, its format and the sizes stated; the picture that
+// stands in for another (\nonshppict) is not a second picture.
+TEST(RtfReader, ReadsPicturesOfEveryFormatAsAttachments) {
   const AttributedText text =
       read(R"({\rtf1 {\*\shppict{\pict{\*\picprop x}\picw1\pngblip 89504e)"
            "\n"
            R"(470d0a}}{\nonshppict{\pict\wmetafile8 00}}{\pict\jpegblip\bin2 )"
-           "\xFF\xD8}{\\pict\\emfblip 0102}}");
-  ASSERT_EQ(text.string(), u"\uFFFC\uFFFC");
-  const Attachment* png = text.attributesAtIndex(0).get<Attachment>(kAttachmentAttributeName);
-  const Attachment* jpeg = text.attributesAtIndex(1).get<Attachment>(kAttachmentAttributeName);
-  ASSERT_TRUE(png && jpeg);
-  EXPECT_EQ(png->fileName, "image1.png");
-  EXPECT_EQ(*png->contents, "\x89PNG\r\n");
-  EXPECT_EQ(jpeg->fileName, "image2.jpg");
-  EXPECT_EQ(*jpeg->contents, "\xFF\xD8");
+           "\xFF\xD8}{\\pict\\emfblip\\picwgoal300\\pichgoal200\\picscalex50 0102}"
+           R"({\pict\wmetafile8\picw1000\pich500 0a}{\pict\dibitmap0 0b}{\pict\macpict 0c})"
+           R"({\pict\wbitmap0\wbmbitspixel1\wbmplanes1\wbmwidthbytes2 0d}{\pict\pmmetafile3 0e}})");
+  const struct {
+    const char* name;
+    std::string bytes;
+    PictureFormat format;
+    std::int32_t parameter;
+    AttachmentSize size;
+  } expected[] = {
+      {"image1.png", "\x89PNG\r\n", PictureFormat::png, 0, {.pictureWidth = 1}},
+      {"image2.jpg", "\xFF\xD8", PictureFormat::jpeg, 0, {}},
+      {"image3.emf",
+       "\x01\x02",
+       PictureFormat::emf,
+       0,
+       {.goalWidth = 300, .goalHeight = 200, .scaleX = 50}},
+      {"image4.wmf", "\x0a", PictureFormat::wmf, 8, {.pictureWidth = 1000, .pictureHeight = 500}},
+      {"image5.dib", "\x0b", PictureFormat::dib, 0, {}},
+      {"image6.pict", "\x0c", PictureFormat::macPict, 0, {}},
+      {"image7.ddb",
+       "\x0d",
+       PictureFormat::ddb,
+       0,
+       {.bitsPerPixel = 1, .planes = 1, .bytesPerRow = 2}},
+      {"image8.met", "\x0e", PictureFormat::os2Metafile, 3, {}},
+  };
+  ASSERT_EQ(text.length(), std::size(expected));
+  for (std::size_t i = 0; i < std::size(expected); ++i) {
+    SCOPED_TRACE(expected[i].name);
+    const Attachment* picture = text.attributesAtIndex(i).get<Attachment>(kAttachmentAttributeName);
+    ASSERT_NE(picture, nullptr);
+    EXPECT_EQ(picture->fileName, expected[i].name);
+    EXPECT_EQ(*picture->contents, expected[i].bytes);
+    EXPECT_EQ(picture->format, expected[i].format);
+    EXPECT_EQ(picture->formatParameter, expected[i].parameter);
+    EXPECT_EQ(picture->size, expected[i].size);
+  }
 }
 
 TEST(RtfReader, ReportsFailuresWithKindAndOffset) {

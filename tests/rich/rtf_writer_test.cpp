@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 #include "rich/rtf.h"
 #include "support/files.h"
@@ -30,6 +31,32 @@ TEST_P(RtfWriterFixtures, WritesWhatReadsBackTheSame) {
 INSTANTIATE_TEST_SUITE_P(Writers, RtfWriterFixtures,
                          testing::Values("libreoffice_formatted.rtf", "pandoc_formatted.rtf",
                                          "abiword_formatted.rtf"));
+
+// Written as RTF alone, the pictures go back inline and every attribute reads back the same.
+TEST(RtfWriterFixtures, KeepPicturesInRtfAlone) {
+  const RichTextReading original = readRtf(fixture("word_processor_effects.rtf"));
+  ASSERT_TRUE(original.ok());
+  ASSERT_TRUE(original.text.containsAttachments());
+  const RichTextReading again = readRtf(writeRtf(original.text, &original.documentAttributes));
+  ASSERT_TRUE(again.ok());
+  ASSERT_EQ(again.text.string(), original.text.string());
+  const std::vector<AttributedText::Run> before = original.text.runs();
+  const std::vector<AttributedText::Run> after = again.text.runs();
+  ASSERT_EQ(before.size(), after.size());
+  for (std::size_t i = 0; i < before.size(); ++i) {
+    AttributeDictionary expected = before[i].attributes;
+    if (const Attachment* picture = expected.get<Attachment>(kAttachmentAttributeName)) {
+      const Attachment* read = after[i].attributes.get<Attachment>(kAttachmentAttributeName);
+      ASSERT_NE(read, nullptr);
+      EXPECT_EQ(*read->contents, *picture->contents);
+      Attachment same = *picture;
+      same.contents = read->contents;
+      expected.setObject(same, kAttachmentAttributeName);
+    }
+    EXPECT_EQ(after[i].range, before[i].range);
+    EXPECT_TRUE(after[i].attributes == expected) << i;
+  }
+}
 
 struct ControlCase {
   std::u16string_view characters;
@@ -146,7 +173,152 @@ TEST(RtfWriter, WritesPngSizeInTwipsAndSharesOneFileForOneAttachment) {
             std::string::npos)
       << writing.rtf;
   EXPECT_EQ(writing.attachments.size(), 1u);
-  EXPECT_TRUE(readBack(writing).text == text);
+  const AttributedText again = readBack(writing).text;
+  ASSERT_EQ(again.string(), text.string());
+  const Attachment* read = again.attributesAtIndex(1).get<Attachment>(kAttachmentAttributeName);
+  ASSERT_NE(read, nullptr);
+  EXPECT_EQ(read->contents, writing.attachments.at("p.png"));
+  EXPECT_EQ(read->size.width, 320);
+  EXPECT_EQ(read->size.height, 5120);
+}
+
+struct StatedRow {
+  const char* words;  // as read, and as the writer writes them back
+  std::string_view name;
+  AttributeValue value;
+};
+
+class RtfStatedAttributes : public testing::TestWithParam<StatedRow> {};
+
+// What a word processor states about characters and paragraphs reads into its attribute and is
+// written back with the same words, so that it reads back equal.
+TEST_P(RtfStatedAttributes, ReadWriteAndReadBackEqual) {
+  const RichTextReading original = readRtf(std::string("{\\rtf1 ") + GetParam().words + " x}");
+  ASSERT_TRUE(original.ok());
+  const AttributeValue* value = original.text.attributesAtIndex(0).find(GetParam().name);
+  ASSERT_NE(value, nullptr);
+  EXPECT_TRUE(*value == GetParam().value);
+  const std::string rtf = writeRtf(original.text);
+  EXPECT_EQ(rtf.substr(rtf.find("\\pard")), std::string("\\pard") + GetParam().words + " x}\n");
+  EXPECT_TRUE(readRtf(rtf).text == original.text);
+}
+
+ParagraphStyle paragraph(std::vector<TabStop> tabs, WritingDirection direction = {},
+                         int headerLevel = 0, bool keep = false) {
+  ParagraphStyle style;
+  style.tabStops = std::move(tabs);
+  style.baseWritingDirection = direction;
+  style.headerLevel = headerLevel;
+  style.keepWithNext = style.keepTogether = keep;
+  return style;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Words, RtfStatedAttributes,
+    testing::Values(
+        StatedRow{"\\strike", kStrikethroughStyleAttributeName, kUnderlineStyleSingle},
+        StatedRow{"\\striked1", kStrikethroughStyleAttributeName, kUnderlineStyleDouble},
+        StatedRow{"\\super", kSuperscriptAttributeName, std::int64_t{1}},
+        StatedRow{"\\sub", kSuperscriptAttributeName, std::int64_t{-1}},
+        StatedRow{"\\up6", kBaselineOffsetAttributeName, 3.0},
+        StatedRow{"\\dn5", kBaselineOffsetAttributeName, -2.5},
+        StatedRow{"\\expndtw-10", kKernAttributeName, -0.5},
+        StatedRow{"\\caps", kCapitalsAttributeName, std::int64_t{kAllCapitals}},
+        StatedRow{"\\scaps", kCapitalsAttributeName, std::int64_t{kSmallCapitals}},
+        StatedRow{"\\v", kHiddenAttributeName, std::int64_t{1}},
+        StatedRow{"\\ul", kUnderlineStyleAttributeName, kUnderlineStyleSingle},
+        StatedRow{"\\uldb", kUnderlineStyleAttributeName, kUnderlineStyleDouble},
+        StatedRow{"\\ulth", kUnderlineStyleAttributeName, kUnderlineStyleThick},
+        StatedRow{"\\ulw", kUnderlineStyleAttributeName, kUnderlineStyleSingle | kUnderlineByWord},
+        StatedRow{"\\uld", kUnderlineStyleAttributeName,
+                  kUnderlineStyleSingle | kUnderlinePatternDot},
+        StatedRow{"\\ulwave", kUnderlineStyleAttributeName,
+                  kUnderlineStyleSingle | kUnderlinePatternWave},
+        StatedRow{"\\ulthdashdd", kUnderlineStyleAttributeName,
+                  kUnderlineStyleThick | kUnderlinePatternDashDotDot},
+        StatedRow{"\\tqr\\tldot\\tx720\\tx1440", kParagraphStyleAttributeName,
+                  paragraph({{36, TabAlignment::right, TabLeader::dots}, {72}})},
+        StatedRow{"\\tqc\\tlhyph\\tx100\\tqdec\\tleq\\tx200\\tlmdot\\tb300\\tlth\\tx400",
+                  kParagraphStyleAttributeName,
+                  paragraph({{5, TabAlignment::center, TabLeader::hyphens},
+                             {10, TabAlignment::decimal, TabLeader::equals},
+                             {15, TabAlignment::bar, TabLeader::middleDots},
+                             {20, TabAlignment::left, TabLeader::thickLine}})},
+        StatedRow{"\\rtlpar", kParagraphStyleAttributeName,
+                  paragraph({}, WritingDirection::rightToLeft)},
+        StatedRow{"\\ltrpar", kParagraphStyleAttributeName,
+                  paragraph({}, WritingDirection::leftToRight)},
+        StatedRow{"\\outlinelevel0\\keepn\\keep", kParagraphStyleAttributeName,
+                  paragraph({}, WritingDirection::natural, 1, true)}));
+
+// Effects end with the words that turn each off, and the reader takes each back to nothing.
+TEST(RtfWriter, EndsEachEffectWithItsOwnWord) {
+  const RichTextReading original = readRtf(
+      "{\\rtf1 {\\striked1\\super\\up4\\expndtw20\\scaps\\v\\ulwave a}"
+      "{\\strike\\sub\\dn2\\caps b}c}");
+  ASSERT_TRUE(original.ok());
+  const std::string rtf = writeRtf(original.text);
+  EXPECT_EQ(rtf.substr(rtf.find("\\pard")),
+            "\\pard\\ulwave\\striked1\\super\\up4\\expndtw20\\scaps\\v a"
+            "\\ulnone\\striked0\\strike\\sub\\dn2\\expndtw0\\scaps0\\caps\\v0 b"
+            "\\strike0\\nosupersub\\up0\\caps0 c}\n");
+  const AttributedText again = readRtf(rtf).text;
+  EXPECT_TRUE(again == original.text);
+  EXPECT_EQ(again.runs().back().attributes.size(), 1u);  // the font alone
+}
+
+Attachment attachmentAt(const AttributedText& text, std::size_t index) {
+  const Attachment* attachment =
+      text.attributesAtIndex(index).get<Attachment>(kAttachmentAttributeName);
+  return attachment ? *attachment : Attachment{};
+}
+
+// A size stated by the document is written back as it was, whatever the picture's pixels; one it
+// did not state comes from a picture's desired size, else a PNG's pixels, else 0.
+TEST(RtfWriter, WritesAttachmentSizesAsRead) {
+  const std::string png("\x89PNG\r\n\x1a\n\0\0\0\rIHDR\0\0\0\x01\0\0\0\x01"s);
+  const AttachmentFiles files = {{"pic.png", std::make_shared<const std::string>(png)},
+                                 {"photo.jpg", std::make_shared<const std::string>("\xFF\xD8")}};
+  const RichTextReading original = readRtf(
+      "{\\rtf1 {{\\NeXTGraphic pic.png \\width480 \\height480}\\'ac}"
+      "{{\\NeXTGraphic photo.jpg \\width300 \\height200}\\'ac}"
+      "{{\\NeXTGraphic pic.png}\\'ac}"
+      "{\\pict\\jpegblip\\picwgoal400\\pichgoal300\\picscalex50 ffd8}}",
+      &files);
+  ASSERT_TRUE(original.ok());
+  const RtfWriting writing = writeRtfWithAttachments(original.text);
+  for (const char* group : {"{{\\NeXTGraphic pic.png \\width480\\height480}\\'ac}",
+                            "{{\\NeXTGraphic photo.jpg \\width300\\height200}\\'ac}",
+                            "{{\\NeXTGraphic pic.png \\width20\\height20}\\'ac}",
+                            "{{\\NeXTGraphic image1.jpg \\width200\\height300}\\'ac}"}) {
+    EXPECT_NE(writing.rtf.find(group), std::string::npos) << group << "\n" << writing.rtf;
+  }
+  const AttributedText again = readBack(writing).text;
+  EXPECT_EQ(attachmentAt(again, 0).size, attachmentAt(original.text, 0).size);
+  EXPECT_EQ(attachmentAt(again, 1).size, attachmentAt(original.text, 1).size);
+}
+
+// Written as RTF alone, a picture goes back into a picture group with its bytes in hexadecimal,
+// its format and its sizes, so that no picture vanishes from a text without a package.
+TEST(RtfWriter, WritesPicturesBackAsPictureGroups) {
+  const RichTextReading original = readRtf(
+      "{\\rtf1 a{\\pict\\wmetafile8\\picw10\\pich20\\picwgoal300\\pichgoal400 0102ff}"
+      "{\\pict\\emfblip 00}{\\pict\\wbitmap0\\wbmbitspixel1\\wbmplanes1\\wbmwidthbytes2 0d}b}");
+  ASSERT_TRUE(original.ok());
+  const std::string rtf = writeRtf(original.text);
+  EXPECT_EQ(rtf.substr(rtf.find("\\pard")),
+            "\\pard a{\\pict\\wmetafile8\\picw10\\pich20\\picwgoal300\\pichgoal400\n0102ff}"
+            "{\\pict\\emfblip\n00}"
+            "{\\pict\\wbitmap0\\wbmbitspixel1\\wbmplanes1\\wbmwidthbytes2\n0d}b}\n");
+  const AttributedText again = readRtf(rtf).text;
+  ASSERT_EQ(again.string(), original.text.string());
+  for (std::size_t i = 1; i <= 3; ++i) {
+    Attachment read = attachmentAt(again, i);
+    const Attachment expected = attachmentAt(original.text, i);
+    EXPECT_EQ(*read.contents, *expected.contents);
+    read.contents = expected.contents;
+    EXPECT_EQ(read, expected);
+  }
 }
 
 }  // namespace

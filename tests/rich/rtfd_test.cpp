@@ -275,6 +275,38 @@ TEST_F(RtfdBundle, ReportsWhatCannotBeReadOrWritten) {
   EXPECT_FALSE(fs::exists(directory_ / "Doc.rtfd"));
 }
 
+// A folder attached whole, named by the text, comes back with its files and folders in either form.
+TEST_F(RtfdBundle, AttachedFoldersComeBackWithEverythingInThem) {
+  const std::string bytes = flat(
+      {{"TXT.rtf", dataRecord("{\\rtf1 a{{\\NeXTGraphic Inner.rtfd \\width20 \\height20}\xAC}b}")},
+       {"Inner.rtfd",
+        directoryRecord({{"TXT.rtf", dataRecord("{\\rtf1 inner}")},
+                         {"pics", directoryRecord({{"a.png", dataRecord("png")}})}})}});
+  const RichTextReading reading = readRtfd(bytes);
+  ASSERT_TRUE(reading.ok());
+  const Attachment* folder =
+      reading.text.attributesAtIndex(1).get<Attachment>(kAttachmentAttributeName);
+  ASSERT_TRUE(folder && folder->directory);
+  EXPECT_EQ(*folder->directory->files.at("TXT.rtf"), "{\\rtf1 inner}");
+  EXPECT_EQ(*folder->directory->directories.at("pics")->files.at("a.png"), "png");
+  EXPECT_EQ(writeRtfd(readRtfd(writeRtfd(reading.text)).text), writeRtfd(reading.text));
+
+  const RtfdPackageReading flatAgain = readFlatRtfdPackage(writeRtfd(reading.text));
+  ASSERT_TRUE(flatAgain.ok());
+  EXPECT_EQ(
+      *flatAgain.package.directories.at("Inner.rtfd")->directories.at("pics")->files.at("a.png"),
+      "png");
+
+  ASSERT_EQ(writeRtfdDirectory(reading.text, directory_ / "Doc.rtfd").kind,
+            RichTextErrorKind::none);
+  const RichTextReading fromFolder = readRtfdDirectory(directory_ / "Doc.rtfd");
+  ASSERT_TRUE(fromFolder.ok());
+  const Attachment* read =
+      fromFolder.text.attributesAtIndex(1).get<Attachment>(kAttachmentAttributeName);
+  ASSERT_TRUE(read && read->directory);
+  EXPECT_EQ(*read->directory->directories.at("pics")->files.at("a.png"), "png");
+}
+
 // The seeds of the flat-package fuzzer; TEXTRIX_WRITE_FIXTURES=1 writes them anew.
 TEST(RtfdFixtures, HoldTheirPackages) {
   const fs::path fixtures = fs::path(__FILE__).parent_path() / "fixtures";
@@ -291,6 +323,11 @@ TEST(RtfdFixtures, HoldTheirPackages) {
                                    {"__@UTF8PreferredName@__", dataRecord("Doc.rtfd")},
                                    {"TXT.rtf", paddedRecord("{\\rtf1 x}", 4)},
                                    {"folder", directoryRecord({{"inner", dataRecord("y")}})}})},
+      {"attached_folder.rtfd",
+       flat({{"TXT.rtf", dataRecord("{\\rtf1 {{\\NeXTGraphic Sub.rtfd \\width480 \\height480}\xAC}"
+                                    "{\\pict\\emfblip\\picwgoal100 0102}}")},
+             {"Sub.rtfd", directoryRecord({{"TXT.rtf", dataRecord("{\\rtf1 in}")},
+                                           {"d", directoryRecord({{"x", dataRecord("y")}})}})}})},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);

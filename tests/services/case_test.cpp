@@ -8,6 +8,7 @@
 #include "support/icu_case.h"
 #include "support/texts.h"
 #include "text/attributed_text.h"
+#include "text/encodings.h"
 
 namespace textrix {
 namespace {
@@ -111,17 +112,89 @@ TEST(CaseMapping, RandomTextsMapAsIcu) {
   }
 }
 
-// The attributes stay on their characters. Every run is mapped as a text of its own: a word with a
-// tail in another run gets two capitals.
-TEST(AttributedCaseMapping, MapsEachRunKeepingItsAttributes) {
-  AttributedText text = redThenBlue(u"a\u00DF", u"b c");
-  uppercase(text);
-  EXPECT_EQ(text, redThenBlue(u"ASS", u"B C"));
-  lowercase(text);
-  EXPECT_EQ(text, redThenBlue(u"ass", u"b c"));
-  text = redThenBlue(u"hEL", u"LO wORLD");
-  capitalize(text);
-  EXPECT_EQ(text, redThenBlue(u"Hel", u"Lo World"));
+using AttributedMapping = void (*)(AttributedText&);
+const AttributedMapping kUpper = [](AttributedText& text) { uppercase(text); };
+const AttributedMapping kLower = [](AttributedText& text) { lowercase(text); };
+const AttributedMapping kCapitalize = [](AttributedText& text) { capitalize(text); };
+
+struct WalkRow {
+  const char* name;
+  AttributedMapping mapping;
+  std::u16string_view red, blue;              // the text: a red run, then a blue one
+  std::u16string_view mappedRed, mappedBlue;  // the result
+};
+
+class AttributedCaseWalk : public testing::TestWithParam<WalkRow> {};
+
+// The attributes stay on their characters and every run is mapped as a text of its own. The walk
+// takes the length and the run ends as they were before a mapping changed the length: after a run
+// that grew, the units it added are mapped again and as many units at the end stay as they were.
+TEST_P(AttributedCaseWalk, MapsRunByRunAtThePositionsBeforeTheChange) {
+  AttributedText text = redThenBlue(GetParam().red, GetParam().blue);
+  GetParam().mapping(text);
+  EXPECT_EQ(text, redThenBlue(GetParam().mappedRed, GetParam().mappedBlue))
+      << encodeUtf8(text.string());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Rows, AttributedCaseWalk,
+    testing::Values(
+        WalkRow{"UpperLeavesTheLastUnitsUnexamined", kUpper, u"stra\u00DFe ", u"red", u"STRASSE ",
+                u"REd"},
+        WalkRow{"CapitalizeMapsTheAddedUnitsAgain", kCapitalize, u"\u00DFa", u"bc", u"SsA", u"Bc"},
+        WalkRow{"UpperShortensTheNextRunsPiece", kUpper, u"a\u00DF", u"b c", u"ASS", u"B c"},
+        WalkRow{"LowerThatGrowsLeavesTheNextRunAsItWas", kLower, u"\u0130X", u"Y", u"i\u0307x",
+                u"Y"},
+        WalkRow{"CapitalizeGivesEachRunACapital", kCapitalize, u"hEL", u"LO wORLD", u"Hel",
+                u"Lo World"},
+        WalkRow{"APairCutAtTheWalksEndStaysWhole", kUpper, u"\u00DF", u"\U00010428", u"SS",
+                u"\U00010428"},
+        WalkRow{"APairInsideARunMapsAsOneCharacter", kLower, u"\U00010400", u"A", u"\U00010428",
+                u"a"},
+        WalkRow{"EqualLengthsMapEveryUnit", kUpper, u"abc", u"def", u"ABC", u"DEF"}),
+    [](const testing::TestParamInfo<WalkRow>& info) { return std::string(info.param.name); });
+
+// The walk as the service describes it, editing the text in place with ICU for every piece: slow
+// and obviously right.
+void referenceWalk(AttributedText& text, std::u16string (*map)(std::u16string_view)) {
+  const std::size_t n = text.length();
+  for (std::size_t i = 0; i < n && i < text.length();) {
+    Range run;
+    const AttributeDictionary attributes = text.attributesAtIndex(i, &run, Range{i, n - i});
+    const std::size_t end = std::min(run.end(), n);
+    const std::u16string piece = text.string().substr(i, end - i);
+    text.replaceCharactersInRange(Range{i, end - i}, map(piece));
+    i = end;
+  }
+}
+
+TEST(AttributedCaseWalk, AgreesWithTheReferenceOnRandomRuns) {
+  const std::u16string_view pieces[] = {
+      u"a", u"B",          u"\u00DF",     u"\u0130", u"\u0149", u"\uFB00", u"\u03A3",
+      u" ", u"\U00010400", u"\U00010428", u"\xD801", u"\xDC00", u"x."};
+  const struct {
+    AttributedMapping mapping;
+    std::u16string (*reference)(std::u16string_view);
+  } mappings[] = {{kUpper, icuUpper}, {kLower, icuLower}, {kCapitalize, icuTitle}};
+  std::mt19937 random(11);
+  for (int round = 0; round < 300; ++round) {
+    AttributedText text;
+    const int runs = 1 + static_cast<int>(random() % 5);
+    for (int run = 0; run < runs; ++run) {
+      std::u16string characters;
+      for (int k = 1 + static_cast<int>(random() % 4); k > 0; --k) {
+        characters += pieces[random() % std::size(pieces)];
+      }
+      text.appendString(characters, testing_texts::colored(static_cast<double>(random() % 3)));
+    }
+    for (const auto& [mapping, reference] : mappings) {
+      AttributedText mapped = text;
+      AttributedText expected = text;
+      mapping(mapped);
+      referenceWalk(expected, reference);
+      ASSERT_EQ(mapped, expected) << encodeUtf8(text.string());
+    }
+  }
 }
 
 // The walk over the lower-cased text exactly as the service describes it, editing the text in

@@ -260,5 +260,24 @@ TEST(AttributedTextEditing, NewCharactersTakeTheAttributesOfTheEditRule) {
   }
 }
 
+// Runs whose attributes were built apart but are equal hold one list, before and after a change
+// over all of them, so that memory stays one list per distinct dictionary.
+TEST(AttributedTextRuns, ShareOneListPerDistinctAttributes) {
+  AttributedText text;
+  for (int run = 0; run < 40; ++run) {
+    AttributeDictionary colour;
+    colour.setObject(Color{static_cast<double>(run % 2), 0, 0, 1}, kForegroundColorAttributeName);
+    text.appendString(u"ab", colour);
+  }
+  text.setAttribute(Font{"Helvetica", 12}, kFontAttributeName, Range{1, 78});
+  const std::vector<AttributedText::Run> runs = text.runs();
+  ASSERT_EQ(runs.size(), 42u);  // the first and last runs split where the change starts and ends
+  for (std::size_t i = 3; i + 1 < runs.size(); ++i) {
+    EXPECT_EQ(runs[i].attributes.begin(), runs[i - 2].attributes.begin()) << i;
+  }
+  EXPECT_EQ(runs[0].attributes.size(), 1u);  // outside the change, the colour alone
+  EXPECT_EQ(runs[41].attributes.size(), 1u);
+}
+
 }  // namespace
 }  // namespace textrix

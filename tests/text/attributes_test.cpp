@@ -57,5 +57,27 @@ TEST(AttributeDictionary, EqualityComparesValuesAndAttachmentsByIdentity) {
   EXPECT_NE(holding(bytes), holding(std::make_shared<const std::string>(*bytes)));
 }
 
+// Equal dictionaries built apart share one list once interned, and a change of an interned one
+// leaves the shared list as it was.
+TEST(AttributeDictionary, InterningSharesOneListPerContents) {
+  const auto red = [] {
+    AttributeDictionary attributes;
+    attributes.setObject(Color{1, 0, 0, 1}, kForegroundColorAttributeName);
+    attributes.setObject(Font{"Times", 12}, kFontAttributeName);
+    return attributes;
+  };
+  const AttributeDictionary first = red().interned();
+  const AttributeDictionary second = red().interned();
+  EXPECT_EQ(first.begin(), second.begin());
+  AttributeDictionary changed = second;
+  changed.setObject(0.0, kKernAttributeName);
+  EXPECT_EQ(first.size(), 2u);
+  EXPECT_NE(changed.interned().begin(), first.begin());
+  AttributeDictionary negativeZero = red();
+  negativeZero.setObject(-0.0, kKernAttributeName);
+  EXPECT_EQ(negativeZero.interned().begin(), changed.interned().begin());
+  EXPECT_TRUE(AttributeDictionary().interned().empty());
+}
+
 }  // namespace
 }  // namespace textrix
