@@ -63,11 +63,14 @@ set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
 
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME textrix)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION text)
-# Loaded when first needed rather than linked, so dpkg-shlibdeps cannot see them: images, speech and
-# X11's selection.
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS "libtiff6, libespeak-ng1, libpcaudio0, libxcb1")
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_RECOMMENDS "dbus-user-session | dbus-x11, xclip | wl-clipboard")
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_SUGGESTS "zenity | kdialog, libnotify-bin, fuzzel | rofi | dmenu")
+# Loaded when first needed rather than linked, so dpkg-shlibdeps cannot see them: images, speech,
+# the X11 selection and the Wayland clipboard; speech-dispatcher's client only speaks to a server the
+# user runs.
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS
+  "libtiff6, libespeak-ng1, libpcaudio0, libxcb1, libwayland-client0")
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_RECOMMENDS "dbus-user-session | dbus-x11, libspeechd2")
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_SUGGESTS
+  "zenity | kdialog, libnotify-bin, fuzzel | rofi | dmenu, wl-clipboard, speech-dispatcher, python3")
 set(CPACK_DEBIAN_RUNTIME_DESCRIPTION "Textrix offers 38 text services: case changes, shifting lines and converting
 tabs, trimming, collapsing spaces and line breaks, converting line endings,
 reflowing mail-quoted text, quote conversion, removing links and attachments,
