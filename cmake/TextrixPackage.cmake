@@ -65,12 +65,12 @@ set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME textrix)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION text)
 # Loaded when first needed rather than linked, so dpkg-shlibdeps cannot see them: images, speech,
 # the X11 selection and the Wayland clipboard; speech-dispatcher's client only speaks to a server the
-# user runs.
+# user runs; the example actions that ship with the command are in python3.
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS
   "libtiff6, libespeak-ng1, libpcaudio0, libxcb1, libwayland-client0")
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_RECOMMENDS "dbus-user-session | dbus-x11, libspeechd2")
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_RECOMMENDS "dbus-user-session | dbus-x11, libspeechd2, python3")
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SUGGESTS
-  "zenity | kdialog, libnotify-bin, fuzzel | rofi | dmenu, wl-clipboard, speech-dispatcher, python3")
+  "zenity | kdialog, libnotify-bin, fuzzel | rofi | dmenu, xclip, wl-clipboard, speech-dispatcher")
 set(CPACK_DEBIAN_RUNTIME_DESCRIPTION "Textrix offers 38 text services: case changes, shifting lines and converting
 tabs, trimming, collapsing spaces and line breaks, converting line endings,
 reflowing mail-quoted text, quote conversion, removing links and attachments,
