@@ -2,9 +2,12 @@
 
 #include <cstdio>
 #include <string>
+#include <vector>
 
 #include "errors.h"
 #include "runtime/defaults.h"
+#include "services/settings.h"
+#include "util/suggestions.h"
 
 namespace textrix::command {
 namespace {
@@ -25,6 +28,33 @@ int read(UserDefaults& store, std::span<const std::string_view> keys) {
   return kSuccess;
 }
 
+// The settings' keys in the help's order, for a suggestion and for the list that an unknown key
+// is told with.
+std::vector<std::string_view> settingKeys() {
+  std::vector<std::string_view> keys;
+  for (const Setting& setting : knownSettings()) keys.push_back(setting.key);
+  return keys;
+}
+
+// Why key cannot take value, or none when it can.
+std::optional<CommandError> settingProblem(std::string_view key, std::string_view value) {
+  if (const Setting* setting = findSetting(key)) {
+    if (setting->accepts(value)) return std::nullopt;
+    return CommandError{ErrorKind::input, std::string(key) + " takes " +
+                                              std::string(setting->values) + ", not \"" +
+                                              std::string(value) + "\""};
+  }
+  const std::vector<std::string_view> keys = settingKeys();
+  std::string message = "no setting is called " + std::string(key);
+  const std::optional<std::string_view> meant = closestName(key, keys);
+  message += meant ? "; did you mean " + std::string(*meant) + "?" : std::string(".");
+  message += " The settings are";
+  for (std::size_t i = 0; i < keys.size(); ++i) {
+    message += (i == 0 ? " " : i + 1 == keys.size() ? " and " : ", ") + std::string(keys[i]);
+  }
+  return CommandError{ErrorKind::input, message + "."};
+}
+
 int save(UserDefaults& store) {
   std::string problem = store.synchronize();
   if (problem.empty()) return kSuccess;
@@ -40,8 +70,8 @@ int defaults(std::span<const std::string_view> arguments) {
   const auto operands = arguments.subspan(1);
   if (action == "read" && operands.size() <= 1) return read(store, operands);
   if (action == "write" && operands.size() == 2) {
-    if (!UserDefaults::isValidKey(operands[0])) {
-      return report({ErrorKind::usage, "a key cannot hold '=' or a line break"});
+    if (std::optional<CommandError> problem = settingProblem(operands[0], operands[1])) {
+      return report(*problem);
     }
     store.setString(operands[1], operands[0]);
     return save(store);

@@ -9,7 +9,7 @@
 #include <cstring>
 #include <fstream>
 #include <limits>
-#include <sstream>
+#include <set>
 #include <system_error>
 
 namespace textrix {
@@ -95,6 +95,13 @@ double doubleReading(std::string_view value) {
   return result.ec == std::errc() ? number : 0.0;
 }
 
+// The key of a KEY=VALUE line; none for a comment, a blank line or any other line.
+std::optional<std::string_view> keyOfLine(std::string_view line) {
+  const std::size_t equals = line.find('=');
+  if (equals == std::string_view::npos || equals == 0 || line.front() == '#') return std::nullopt;
+  return line.substr(0, equals);
+}
+
 std::filesystem::path configHome() {
   if (const char* xdg = std::getenv("XDG_CONFIG_HOME"); xdg && *xdg) return xdg;
   const char* home = std::getenv("HOME");
@@ -128,9 +135,10 @@ void UserDefaults::load() {
   }
   std::string line;
   while (std::getline(file, line)) {
-    const std::size_t equals = line.find('=');
-    if (equals == std::string::npos || equals == 0) continue;
-    values_[line.substr(0, equals)] = unescapeValue(std::string_view(line).substr(equals + 1));
+    if (const std::optional<std::string_view> key = keyOfLine(line)) {
+      values_[std::string(*key)] = unescapeValue(std::string_view(line).substr(key->size() + 1));
+    }
+    lines_.push_back(std::move(line));
   }
   unreadable_ = file.bad();
 }
@@ -237,13 +245,14 @@ std::string UserDefaults::synchronize() {
   if (path_.has_parent_path()) std::filesystem::create_directories(path_.parent_path(), error);
   if (error) return "cannot create " + path_.parent_path().string() + ": " + error.message();
 
-  std::ostringstream contents;
-  for (const auto& [key, value] : values_) contents << key << '=' << escapeValue(value) << '\n';
+  std::vector<std::string> lines = linesToWrite();
+  std::string contents;
+  for (const std::string& line : lines) contents.append(line).push_back('\n');
   const std::filesystem::path temporary =
       path_.string() + ".tmp." + std::to_string(static_cast<long>(getpid()));
   {
     std::ofstream file(temporary, std::ios::binary | std::ios::trunc);
-    file << contents.str();
+    file << contents;
     file.flush();
     if (!file) {
       std::filesystem::remove(temporary, error);
@@ -256,8 +265,32 @@ std::string UserDefaults::synchronize() {
     std::filesystem::remove(temporary, error);
     return "cannot replace " + path_.string() + ": " + reason;
   }
+  lines_ = std::move(lines);
   changed_ = false;
   return {};
+}
+
+std::vector<std::string> UserDefaults::linesToWrite() const {
+  std::vector<std::string> lines;
+  lines.reserve(lines_.size() + values_.size());
+  std::set<std::string_view, std::less<>> written;
+  const auto entry = [](std::string_view key, std::string_view value) {
+    return std::string(key) + '=' + escapeValue(value);
+  };
+  for (const std::string& line : lines_) {
+    const std::optional<std::string_view> key = keyOfLine(line);
+    if (!key) {
+      lines.push_back(line);
+      continue;
+    }
+    const auto value = values_.find(*key);
+    if (value == values_.end() || !written.insert(value->first).second) continue;
+    lines.push_back(entry(value->first, value->second));
+  }
+  for (const auto& [key, value] : values_) {
+    if (!written.contains(key)) lines.push_back(entry(key, value));
+  }
+  return lines;
 }
 
 bool UserDefaults::isValidKey(std::string_view key) {

@@ -4,7 +4,9 @@
 // The file is $TEXTRIX_DEFAULTS when set, else $XDG_CONFIG_HOME/textrix/defaults (XDG_CONFIG_HOME
 // defaulting to ~/.config). Values are strings; the typed readings interpret them as the accessors
 // say. Writes go to memory until synchronize(), which replaces the file atomically when a value has
-// changed since the file was read or last written, and leaves it alone otherwise.
+// changed since the file was read or last written, and leaves it alone otherwise. The file is the
+// user's too: comments and lines that are not KEY=VALUE stay where they were, each setting stays
+// on its line, and a new one goes at the end.
 //
 //   textrix::UserDefaults& defaults = textrix::UserDefaults::standardUserDefaults();
 //   int width = defaults.integerForKey("TabulatorWidth", 4);
@@ -18,6 +20,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace textrix {
 
@@ -72,7 +75,8 @@ class UserDefaults {
 
   // Writes the store to its file (creating its directory), through a temporary file renamed over
   // the old one, when a key has been added, changed or removed since the store was read or last
-  // written; a value set to what it already was is no change. Returns an empty string on success
+  // written; a value set to what it already was is no change. Every other line of the file stays;
+  // a key that the file held twice keeps its first line only. Returns an empty string on success
   // (nothing to write included), else what went wrong.
   std::string synchronize();
 
@@ -81,9 +85,13 @@ class UserDefaults {
 
  private:
   void load();
+  // The file's lines after synchronize: lines_ with each setting's line rewritten from values_,
+  // removed settings left out and new ones added at the end.
+  std::vector<std::string> linesToWrite() const;
 
   std::filesystem::path path_;
   std::map<std::string, std::string, std::less<>> values_;
+  std::vector<std::string> lines_;  // the file as read or last written, without line ends
   bool unreadable_ = false;
   bool changed_ = false;  // values_ differs from what the file holds
 };

@@ -57,14 +57,17 @@ std::u16string stringFromCurrentDate(const std::optional<std::u16string>& format
 // no directory.
 std::u16string directoryListing(std::u16string_view path);
 
-// Bounds of the walk, so that links looping back into the tree end it in seconds. One link to an
-// ancestor brings the walk back to each directory of the loop once per level, and the kernel
-// refuses a path with more than 40 links in it, so such a loop is walked as deep as the file
-// system allows. Two or more such links would give 2^depth paths: there a directory reached more
-// than kMaxDirectoryVisits times is still listed but no longer walked, and the whole walk stops
-// after kMaxDeepDirectoryEntries entries.
-inline constexpr std::size_t kMaxDirectoryVisits = 1000;
-inline constexpr std::size_t kMaxDeepDirectoryEntries = 1'000'000;
+// Bounds of the walk, so that a listing is answered in seconds and the provider is free for the
+// next request: a tree with links looping back into it, or a tree as large as /usr, is listed up to
+// a bound and no further. One link to an ancestor brings the walk back to each directory of the
+// loop once per level, and the kernel refuses a path with more than 40 links in it, so such a loop
+// is walked as deep as the file system allows. Two or more such links would give 2^depth paths:
+// there a directory reached more than kMaxDirectoryVisits times is still listed but no longer
+// walked. The whole walk stops after kMaxDeepDirectoryEntries entries or kMaxDeepDirectoryTime,
+// whichever comes first, with what it has listed so far.
+inline constexpr std::size_t kMaxDirectoryVisits = 64;
+inline constexpr std::size_t kMaxDeepDirectoryEntries = 100'000;
+inline constexpr std::chrono::milliseconds kMaxDeepDirectoryTime{5000};
 
 // path with a leading "~" (alone or before a "/") replaced by the home directory ($HOME, else the
 // password database's), or a leading "~user" by that user's home; unchanged otherwise, and when
@@ -96,6 +99,7 @@ namespace detail {
 struct WalkBounds {
   std::size_t maxEntries = kMaxDeepDirectoryEntries;  // entries looked at, missing targets included
   std::size_t maxVisits = kMaxDirectoryVisits;        // walks of one directory (device and inode)
+  std::chrono::milliseconds maxTime = kMaxDeepDirectoryTime;  // from the start of the walk
 };
 // The walk of _deepDirectoryContents on the bytes of a path: hands each listed entry path to emit.
 // Returns false when a bound left something out.

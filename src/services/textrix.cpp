@@ -2,10 +2,11 @@
 
 #include <algorithm>
 
+#include "services/settings.h"
+
 namespace textrix {
 namespace {
 
-constexpr std::string_view kTabulatorWidthKey = "TabulatorWidth";
 constexpr std::int64_t kDefaultTabWidth = 4;
 
 }  // namespace

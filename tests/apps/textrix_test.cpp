@@ -117,11 +117,48 @@ TEST_F(Command, TheTabWidthIsClampedAndWrittenBack) {
 
 TEST_F(Command, DefaultsReadWriteAndDelete) {
   EXPECT_EQ(run({"defaults", "write", "TabulatorWidth", "8"}).status, 0);
-  EXPECT_EQ(run({"defaults", "write", "Greeting", "hello world"}).status, 0);
-  EXPECT_EQ(run({"defaults", "read"}).out, "Greeting=hello world\nTabulatorWidth=8\n");
-  EXPECT_EQ(run({"defaults", "delete", "Greeting"}).status, 0);
+  EXPECT_EQ(run({"defaults", "write", "NSTimeFormatString", "%H.%M"}).status, 0);
+  EXPECT_EQ(run({"defaults", "read"}).out, "NSTimeFormatString=%H.%M\nTabulatorWidth=8\n");
+  EXPECT_EQ(run({"defaults", "delete", "NSTimeFormatString"}).status, 0);
   EXPECT_EQ(run({"defaults", "read"}).out, "TabulatorWidth=8\n");
-  EXPECT_EQ(run({"defaults", "write", "a=b", "c"}).status, 2);
+}
+
+TEST_F(Command, DefaultsWriteRefusesUnknownKeysAndBadValuesAndKeepsTheFile) {
+  std::ofstream(settings()) << "# my settings\nTabulatorWidth=8\n";
+  struct Case {
+    std::vector<std::string> arguments;
+    std::string message;
+  };
+  const Case cases[] = {
+      {{"defaults", "write", "TabulatorWidth", "abc"},
+       "textrix: TabulatorWidth takes a whole number from 2 to 99, not \"abc\"\n"},
+      {{"defaults", "write", "TabulatorWidth", "100"},
+       "textrix: TabulatorWidth takes a whole number from 2 to 99, not \"100\"\n"},
+      {{"defaults", "write", "NSDateFormatString", ""},
+       "textrix: NSDateFormatString takes a date format such as %A, %e %B %Y, not \"\"\n"},
+      {{"defaults", "write", "tabulatorwidth", "8"},
+       "textrix: no setting is called tabulatorwidth; did you mean TabulatorWidth? The settings "
+       "are TabulatorWidth, NSShortDateFormatString, NSDateFormatString and NSTimeFormatString.\n"},
+      {{"defaults", "write", "a=b", "c"},
+       "textrix: no setting is called a=b. The settings are TabulatorWidth, "
+       "NSShortDateFormatString, NSDateFormatString and NSTimeFormatString.\n"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(testing::PrintToString(c.arguments));
+    const Outcome result = run(c.arguments);
+    EXPECT_EQ(result.status, 2);
+    EXPECT_EQ(result.err, c.message);
+  }
+  EXPECT_EQ(slurp(settings()), "# my settings\nTabulatorWidth=8\n");
+}
+
+TEST_F(Command, DefaultsWriteKeepsTheUsersCommentsAndOrder) {
+  std::ofstream(settings()) << "# tabs\nTabulatorWidth=8\n\n# dates\nNSDateFormatString=%d\n";
+  EXPECT_EQ(run({"defaults", "write", "TabulatorWidth", "3"}).status, 0);
+  EXPECT_EQ(run({"defaults", "write", "NSTimeFormatString", "%H"}).status, 0);
+  EXPECT_EQ(run({"detab"}, "\tx").out, "   x");
+  EXPECT_EQ(slurp(settings()),
+            "# tabs\nTabulatorWidth=3\n\n# dates\nNSDateFormatString=%d\nNSTimeFormatString=%H\n");
 }
 
 TEST_F(Command, RemovesAttachmentsOfAnRtfdFileAndWritesRtf) {

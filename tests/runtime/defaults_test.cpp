@@ -119,9 +119,9 @@ TEST_F(UserDefaultsTest, SynchronizeWritesAChangedAddedOrRemovedValue) {
       {"changed", [](UserDefaults& d) { d.setInteger(9, "TabulatorWidth"); },
        "Gone=1\nTabulatorWidth=9\n"},
       {"added", [](UserDefaults& d) { d.setString("", "Empty"); },
-       "Empty=\nGone=1\nTabulatorWidth=9\n"},
+       "Gone=1\nTabulatorWidth=9\nEmpty=\n"},
       {"removed", [](UserDefaults& d) { d.removeObjectForKey("Gone"); },
-       "Empty=\nTabulatorWidth=9\n"},
+       "TabulatorWidth=9\nEmpty=\n"},
   };
   for (const Change& change : changes) {
     SCOPED_TRACE(change.what);
@@ -131,6 +131,36 @@ TEST_F(UserDefaultsTest, SynchronizeWritesAChangedAddedOrRemovedValue) {
     EXPECT_EQ(defaults.synchronize(), "");
     EXPECT_EQ(slurp(file()), change.contents);
     EXPECT_NE(inodeOf(file()), before);
+  }
+}
+
+TEST_F(UserDefaultsTest, SynchronizeKeepsEveryLineThatIsNotASettingAndEachSettingsPlace) {
+  std::filesystem::create_directories(file().parent_path());
+  struct Case {
+    const char* what;
+    const char* before;
+    void (*make)(UserDefaults&);
+    const char* after;
+  };
+  const Case cases[] = {
+      {"comments and blank lines", "# mine\n\nB=1\n# about A\nA=1\nnot a setting\n",
+       [](UserDefaults& d) { d.setInteger(2, "A"); },
+       "# mine\n\nB=1\n# about A\nA=2\nnot a setting\n"},
+      {"a commented-out setting", "#A=1\nA=5\n", [](UserDefaults& d) { d.setInteger(6, "A"); },
+       "#A=1\nA=6\n"},
+      {"a key held twice keeps its first line", "A=1\nB=1\nA=2\n",
+       [](UserDefaults& d) { d.setInteger(3, "B"); }, "A=2\nB=3\n"},
+      {"a removed key loses all its lines", "A=1\n# x\nA=2\n",
+       [](UserDefaults& d) { d.removeObjectForKey("A"); }, "# x\n"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.what);
+    std::ofstream(file(), std::ios::trunc) << c.before;
+    UserDefaults defaults(file());
+    c.make(defaults);
+    ASSERT_EQ(defaults.synchronize(), "");
+    EXPECT_EQ(slurp(file()), c.after);
+    EXPECT_EQ(UserDefaults(file()).dictionaryRepresentation(), defaults.dictionaryRepresentation());
   }
 }
 

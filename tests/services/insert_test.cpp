@@ -151,6 +151,8 @@ TEST(DeepDirectoryContents, TwoLinksToTheParentEndWhereDirectoriesRecur) {
       {{kMaxDeepDirectoryEntries, 1}, 3},
       // d, d/up1, d/up1/d, d/up1/d/up1, d/up1/d/up2, d/up2.
       {{kMaxDeepDirectoryEntries, 2}, 6},
+      // Out of time before the first entry.
+      {{kMaxDeepDirectoryEntries, kMaxDirectoryVisits, std::chrono::milliseconds(0)}, 0},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.listed);

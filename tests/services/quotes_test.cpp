@@ -1,27 +1,19 @@
 #include "services/quotes.h"
 
 #include <gtest/gtest.h>
-#include <libintl.h>
 
-#include <clocale>
-#include <cstdlib>
 #include <string>
 
 #include "rich/rtf.h"
 #include "services/messages.h"
 #include "services/textrix.h"
+#include "support/language.h"
 #include "support/texts.h"
 
 namespace textrix {
 namespace {
 
 using testing_texts::alternating;
-
-// The catalogs come from the build tree; set before the first look-up binds the text domain.
-const bool kCatalogsOfTheBuildTree = [] {
-  setenv("TEXTRIX_LOCALEDIR", TEXTRIX_BUILD_LOCALEDIR, 1);
-  return true;
-}();
 
 TEST(SmartQuotes, AlternatesAtTheIndicesOfTheUneditedText) {
   struct Row {
@@ -60,21 +52,7 @@ TEST(StraightQuotes, ReplacesTheTwoFixedSetsOnly) {
   EXPECT_EQ(text, untouched);
 }
 
-// Selects the language of the catalogs for one test. gettext ignores LANGUAGE while the messages
-// locale is "C", but not under C.UTF-8, which glibc has without a generated locale.
-class LocalizedQuotes : public testing::Test {
- protected:
-  void selectLanguage(const char* language) {
-    if (!std::setlocale(LC_MESSAGES, "C.UTF-8")) GTEST_SKIP() << "no C.UTF-8 locale";
-    setenv("LANGUAGE", language, 1);
-    textdomain(textdomain(nullptr));  // forgets the translations looked up so far
-  }
-  void TearDown() override {
-    unsetenv("LANGUAGE");
-    std::setlocale(LC_MESSAGES, "C");
-    textdomain(textdomain(nullptr));
-  }
-};
+using LocalizedQuotes = LanguageTest;
 
 TEST_F(LocalizedQuotes, ComeFromTheCatalogOfTheLanguageOrAreTheKeys) {
   struct Row {

@@ -8,6 +8,7 @@
 
 #include "runtime/pasteboard.h"
 #include "services/textrix.h"
+#include "support/language.h"
 #include "support/pasteboards.h"
 #include "support/perform.h"
 #include "text/charsets.h"
@@ -102,6 +103,27 @@ TEST(ExhaustiveStatistics, EveryUnitIsASpaceOrACharacterAsTheWhiteClassSays) {
 TEST(Statistics, MessageHasTheLabelsBeforeTheirNumbers) {
   EXPECT_EQ(statisticsMessage({1234567, 0, 89, 10}),
             u"Characters:1234567\nSpaces:0\nTotal:1234567\n\nWords:89\nLines:10\n");
+}
+
+using LocalizedStatistics = LanguageTest;
+
+TEST_F(LocalizedStatistics, TitleAndLabelsComeFromTheCatalogOfTheLanguage) {
+  struct Row {
+    const char* language;
+    std::u16string_view title, message;
+  };
+  const Row rows[] = {
+      {"de", u"Statistik", u"Zeichen:3\nLeerzeichen:1\nGesamt:4\n\nWörter:2\nZeilen:1\n"},
+      {"fr", u"Statistiques", u"Caractères : 3\nEspaces : 1\nTotal : 4\n\nMots : 2\nLignes : 1\n"},
+      {"la", u"Statistics", u"Characters:3\nSpaces:1\nTotal:4\n\nWords:2\nLines:1\n"},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.language);
+    selectLanguage(row.language);
+    if (IsSkipped()) return;
+    EXPECT_EQ(statisticsTitle(), row.title);
+    EXPECT_EQ(statisticsMessage({3, 1, 2, 1}), row.message);
+  }
 }
 
 TEST(StatisticsService, ShowsThePanelThenEndsTheProcessAndLeavesThePasteboard) {
