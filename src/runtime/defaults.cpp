@@ -1,16 +1,15 @@
 #include "runtime/defaults.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <cstdlib>
-#include <cstring>
 #include <fstream>
 #include <limits>
 #include <set>
 #include <system_error>
+
+#include "util/atomic_file.h"
 
 namespace textrix {
 namespace {
@@ -241,29 +240,11 @@ void UserDefaults::removeObjectForKey(std::string_view key) {
 std::string UserDefaults::synchronize() {
   if (unreadable_) return "cannot read " + path_.string() + ", so it is left as it is";
   if (!changed_) return {};
-  std::error_code error;
-  if (path_.has_parent_path()) std::filesystem::create_directories(path_.parent_path(), error);
-  if (error) return "cannot create " + path_.parent_path().string() + ": " + error.message();
-
   std::vector<std::string> lines = linesToWrite();
   std::string contents;
   for (const std::string& line : lines) contents.append(line).push_back('\n');
-  const std::filesystem::path temporary =
-      path_.string() + ".tmp." + std::to_string(static_cast<long>(getpid()));
-  {
-    std::ofstream file(temporary, std::ios::binary | std::ios::trunc);
-    file << contents;
-    file.flush();
-    if (!file) {
-      std::filesystem::remove(temporary, error);
-      return "cannot write " + temporary.string() + ": " + std::strerror(errno);
-    }
-  }
-  std::filesystem::rename(temporary, path_, error);
-  if (error) {
-    const std::string reason = error.message();
-    std::filesystem::remove(temporary, error);
-    return "cannot replace " + path_.string() + ": " + reason;
+  if (std::string problem = replaceFileAtomically(path_, contents); !problem.empty()) {
+    return problem;
   }
   lines_ = std::move(lines);
   changed_ = false;

@@ -1,13 +1,12 @@
 #include "runtime/recent_services.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
-#include <cstring>
 #include <fstream>
 #include <system_error>
+
+#include "util/atomic_file.h"
 
 namespace textrix {
 namespace {
@@ -19,34 +18,6 @@ bool isRecordable(std::string_view name) {
 
 bool contains(const std::vector<std::string>& names, std::string_view name) {
   return std::find(names.begin(), names.end(), name) != names.end();
-}
-
-// Replaces the file at path by contents through a temporary file in the same directory and a
-// rename, so that a reader sees the old names or the new ones, never half of them. Returns what
-// went wrong, or an empty string.
-std::string replaceFile(const std::filesystem::path& path, const std::string& contents) {
-  std::error_code error;
-  if (path.has_parent_path()) std::filesystem::create_directories(path.parent_path(), error);
-  if (error) return "cannot create " + path.parent_path().string() + ": " + error.message();
-  const std::filesystem::path temporary =
-      path.string() + ".tmp." + std::to_string(static_cast<long>(getpid()));
-  {
-    std::ofstream file(temporary, std::ios::binary | std::ios::trunc);
-    file << contents;
-    file.flush();
-    if (!file) {
-      const std::string reason = std::strerror(errno);
-      std::filesystem::remove(temporary, error);
-      return "cannot write " + temporary.string() + ": " + reason;
-    }
-  }
-  std::filesystem::rename(temporary, path, error);
-  if (error) {
-    const std::string reason = error.message();
-    std::filesystem::remove(temporary, error);
-    return "cannot replace " + path.string() + ": " + reason;
-  }
-  return {};
 }
 
 }  // namespace
@@ -96,7 +67,7 @@ std::string RecentServices::save() {
   if (unreadable_) return "cannot read " + path_.string() + ", so it is left as it is";
   std::string contents;
   for (const std::string& name : names_) contents += name + "\n";
-  std::string problem = replaceFile(path_, contents);
+  std::string problem = replaceFileAtomically(path_, contents);
   if (problem.empty()) changed_ = false;
   return problem;
 }

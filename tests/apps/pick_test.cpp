@@ -8,6 +8,7 @@
 #include <chrono>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -385,6 +386,39 @@ TEST_F(Pick, OnlyWhatTheProviderAppliedIsRecorded) {
   ASSERT_NO_FATAL_FAILURE(offer("primary", "text/rtf", "{\\rtf1 never closed"));
   EXPECT_EQ(pick({"upper"}).status, 2);
   EXPECT_EQ(recent(), "lower\n");
+}
+
+// The user's actions come after the services in the chooser, and pick applies one through the
+// provider as it applies a service.
+TEST_F(Pick, OffersTheUsersActionsAfterTheServices) {
+  const std::filesystem::path actions = directory_ / "config" / "textrix" / "actions";
+  std::filesystem::create_directories(actions);
+  std::ofstream(actions / "shout")
+      << "#!/bin/sh\n# Title: Shout\n# Description: Adds an exclamation mark.\nsed 's/$/!/'\n";
+  std::filesystem::permissions(actions / "shout", std::filesystem::perms::owner_all);
+  const std::map<std::string, std::string> variables = {
+      {"XDG_CONFIG_HOME", (directory_ / "config").string()},
+      {"XDG_DATA_DIRS", (directory_ / "no-data").string()}};
+  const auto connection = sdbus::createSessionBusConnectionWithAddress(address_);
+  sdbus::createProxy(*connection, "org.freedesktop.DBus", "/org/freedesktop/DBus")
+      ->callMethod("UpdateActivationEnvironment")
+      .onInterface("org.freedesktop.DBus")
+      .withArguments(variables);
+  std::vector<std::string> environment = desktopEnvironment();
+  for (const auto& [name, value] : variables) environment.push_back(name + "=" + value);
+
+  ASSERT_NO_FATAL_FAILURE(offer("primary", "UTF8_STRING", "hello"));
+  const std::filesystem::path input = directory_ / "offered";
+  const Outcome picked =
+      runCommand({"pick", "--chooser", keepingInput(input, "echo Shout")}, {}, environment);
+  ASSERT_EQ(picked.status, 0) << picked.err;
+  EXPECT_EQ(selectionAs("clipboard", "UTF8_STRING"), "hello!");
+  const std::vector<std::string> offered = linesOf(slurp(input));
+  ASSERT_EQ(offered.size(), serviceCatalogue().size() + 1);
+  EXPECT_EQ(offered.back(), "Shout \u2014 Adds an exclamation mark.");
+
+  ASSERT_EQ(runCommand({"pick", "shout", "--clipboard"}, {}, environment).status, 0);
+  EXPECT_EQ(selectionAs("clipboard", "UTF8_STRING"), "hello!!");
 }
 
 TEST_F(Pick, RepeatWithoutHistoryIsToldAndNamesOfNoServiceArePassedOver) {
