@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // AttributedText on large texts: 64 MiB of UTF-16 (32 Mi code units) in 100,000 runs, through a
 // removal of a set of characters and a run-wise attribute change over the whole text; and a
 // run-wise change over 1 Mi and 16 Mi runs of four units that alternate between two colours, each

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The case services on large plain texts: 64 MiB of UTF-16 (32 Mi code units) of mixed lines as
 // the comparison with the standard tools makes them (accented Latin, emoji, Han, random indents),
 // of English prose in ASCII and of Greek prose in both cases with its final sigmas.

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
 # Runs the textrix command side by side with the standard tools on the same 64 MiB file of mixed
 # text and prints, for each pair, both times (best of three), their ratio against its goal, and
 # textrix's peak memory against the input size. Then sorts four times as much text, to show how

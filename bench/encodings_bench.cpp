@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Throughput of the UTF-8 conversions over 64 MiB of mixed text made as bench/compare_tools.sh
 // makes its input (ASCII words with accented letters, CJK and emoji among them, in indented lines
 // of 20 to 100 characters) and over 64 MiB of plain ASCII, beside the ICU buffer conversions for

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "text/lines.h"
 
 #include <benchmark/benchmark.h>

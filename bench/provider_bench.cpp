@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Round trips to the provider, each on a private dbus-daemon whose service directory is the build
 // tree's: a warm request with a 4 KiB selection, a warm request with a 1 MiB one, and a cold start
 // (activation and first request). Prints the median and the 99th percentile of each, and the

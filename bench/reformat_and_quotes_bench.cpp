@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Reformat, smart and straight quotes and remove links on mail-quoted text of 16 Mi code units:
 // lines of 20 to 100 units behind one or two quote markers, with quotes and apostrophes, blank
 // lines between paragraphs. The attributed forms run on the same characters with a run of another

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Reading and writing a 16 MiB RTF document of 50,000 runs with varied fonts, sizes, colours,
 // bold and italic, and a link every tenth run.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Throughput of the single-unit searches and removals on long texts.
 #include <benchmark/benchmark.h>
 

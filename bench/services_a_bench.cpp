@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The case, shift and tab, and trim services on large texts: 64 MiB of UTF-16 (32 Mi code
 // units) of indented prose lines, as plain text and as attributed text in 100,000 runs.
 #include <benchmark/benchmark.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Rotate, Unix line endings, remove multiple spaces and sort ascending on 64 MiB of UTF-16 (32 Mi
 // code units): mixed text of ASCII with some accented letters and emoji, lines of 20 to 100 units,
 // some indented with spaces and tabs, most ending in LF and some in CR LF.

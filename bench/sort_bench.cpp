@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The case-insensitive line sort on 64 and 256 MiB of UTF-16 (32 and 128 Mi code units): lines of
 // 20 to 100 units made of a small vocabulary (accented letters, emoji and CJK among them), some
 // indented with blanks and tabs and separated by single or double gaps, so that many lines share

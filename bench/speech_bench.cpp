@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The German phoneme rewriting on 64 MiB of UTF-16 (32 Mi code units) of German prose with
 // umlauts, digits and symbols, in lines of a few words.
 #include <benchmark/benchmark.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The statistics counts on 64 MiB of UTF-16 (32 Mi code units): words of ASCII, accented letters
 // and emoji between single and double spaces, lines ending in LF or CR LF.
 #include <benchmark/benchmark.h>

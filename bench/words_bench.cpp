@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Throughput of the word and component scans and of the wildcard matcher on long texts.
 #include <benchmark/benchmark.h>
 

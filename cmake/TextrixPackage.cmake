@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Debian packages made by `cpack -G DEB` in the build directory: textrix (the command, the provider's
 # activation file, the catalogs and the desktop files) and libtextrix-dev (the library, its headers,
 # its CMake package and pkg-config file). Each carries the copyright and changelog that Debian's

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Edits an attributed text by a sequence of operations read from the bytes, and the same edits on a
 // slow model that keeps one dictionary per character and edits it one step at a time by the edit
 // rule: replacing characters gives the new ones the attributes of the first one replaced, inserting

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Maps a text made from the bytes to upper case, lower case and capitalized words, by the tables
 // and the word-start scanner where they apply and by ICU elsewhere, and compares each result with
 // ICU's mapping of the whole text.

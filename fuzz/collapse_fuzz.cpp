@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Collapses the runs of white characters and of feeds in an attributed text made from the bytes,
 // and compares the result with the collapse as the service does it, one edit at a time on a
 // string that shrinks while the end it looks up to does not move back by the run's full length:

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Respells a text made from the bytes as English phonemes and compares the result with the
 // rewriting edit by edit: lower-case, then each character word by itself, then each position with
 // the rows in order, erasing and inserting in the text.

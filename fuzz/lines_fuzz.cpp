@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Cuts the bytes, read as UTF-16 units, into lines with both feed sets and compares the lines with
 // a walk that looks at every unit on its own: a feed ends a line unless it is the CR of a CR LF.
 // Every line must be a view into the text, one after the other.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Reads arbitrary bytes as RTF. The reader must never crash, and a text it reads must come back
 // the same through the writer and the reader, both as a package and as RTF alone: same
 // characters, same runs, same attribute values. In a package, attachments are compared by their

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Reads arbitrary bytes as a flat RTFD package and as the rich text it holds. Reading must never
 // crash, and a package that reads must write and read back as the same files and folders, nested
 // folders included.

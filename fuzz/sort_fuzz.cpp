@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Sorts the lines of a text made from the bytes with the case-insensitive comparators and compares
 // the result with the reference of tests/services/sort_reference.h: every code point folded by ICU
 // on its own and a stable sort one comparison at a time, then the i-th sorted line without its

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Decodes the bytes as UTF-8, and encodes them read as UTF-16 units, and compares every result with
 // ICU's UTF-8 converter, which substitutes U+FFFD in both directions, and with ICU's macro for the
 // first ill-formed sequence: the slow, obviously correct picture of the conversions. Each input

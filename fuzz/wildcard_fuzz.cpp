@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Matches a string against a pattern, both read from the bytes, with the three wildcard matchers,
 // and asks the matcher as the system describes it step by step: a "*" tries each split of the rest
 // of the string in turn, by recursion. The set-of-positions matchers must answer exactly as it

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The command line of a subcommand: operands and options in any order, each option given as
 // "--name VALUE", "--name=VALUE" or, for a flag, "--name". "-" alone is an operand (standard
 // input).

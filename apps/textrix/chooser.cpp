@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "chooser.h"
 
 #include <string_view>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Asking the user to choose one of a list of items in a chooser program: fuzzel, wofi, rofi, dmenu
 // or zenity, whichever this desktop has first, or a command of the user's. An item is shown by its
 // title and, where the chooser has room, its one-line summary; the choice stands for its name.

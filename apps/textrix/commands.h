@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The dispatch of the textrix command and its usage. Each subcommand lives in a file of its own
 // (apply, list, defaults, serve, call, pick), takes the arguments after its name and returns the
 // exit status (errors.h).

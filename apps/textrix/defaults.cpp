@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "defaults.h"
 
 #include <cstdio>

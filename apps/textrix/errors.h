@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The errors of the textrix command and the one table of their exit statuses: 0 success, 1 a
 // service's message or a missing setting, 2 bad usage or input, 3 the session bus or the provider
 // cannot be reached, 4 no display, or a helper program that the desktop needs is missing (textrix

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The command as a filter, shared by applying a service in process (textrix SERVICE) and by sending
 // it to the provider (textrix call): reading the selection from FILE or standard input, detecting
 // its type, putting it on a pasteboard and writing the result to standard output.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // textrix: applies a text service as a filter, keeps the settings, runs the provider on the
 // session bus and sends it requests.
 #include <clocale>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "pick.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The command's path for a service that works on each line alone (entry.linesIndependent) over
 // plain text: the input goes through in blocks, so that a text of any size takes a fixed amount of
 // memory. The whole input is first read once to check that it is UTF-8, since nothing may be

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 # Title: Pretty-Print JSON
 # Description: Indents JSON by two spaces a level, keys in the order they came.
 # Accepts: plain

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 # Title: URL-Decode
 # Description: Turns each %XX back into its byte; the bytes must make UTF-8 text.
 # Accepts: plain

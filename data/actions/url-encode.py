@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 # Title: URL-Encode
 # Description: Percent-encodes each byte of the selection's UTF-8 but letters, digits and -._~
 # Accepts: plain

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "desktop/desktop.h"
 
 #include <sdbus-c++/sdbus-c++.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The desktop around the provider process: the clipboard that the mail application's double write
 // fills, and the alert that a service shows. Each goes through a helper program found on PATH
 // (wl-copy or xclip; zenity, kdialog or notify-send) and does without when none is there. The

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "desktop/selection.h"
 
 #include <algorithm>

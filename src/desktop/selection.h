@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The desktop's selection that textrix pick reads and the clipboard it leaves the result on: X11
 // over the selection's own protocol, or Wayland through the compositor's data-control protocol,
 // falling back to wl-paste and wl-copy where the compositor lacks it.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "desktop/wayland_clipboard.h"
 
 #include <fcntl.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The Wayland selections through the compositor's data-control protocol
 // (zwlr_data_control_manager_v1, which wlroots compositors such as sway offer): reading what the
 // owner of the clipboard or of the primary selection offers, and owning the clipboard with every

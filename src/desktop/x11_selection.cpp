@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "desktop/x11_selection.h"
 
 #include <fcntl.h>

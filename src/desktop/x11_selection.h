@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The X11 selections, over libxcb: reading what the owner of PRIMARY or CLIPBOARD offers, learning
 // the class of the active window, and owning a selection with several targets from a background
 // process until another client takes it. Every wait on another client has a deadline, so that an

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "provider/bus_adaptor.h"
 
 #include <exception>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The provider on the D-Bus session bus: the object /org/textrix/Textrix with the interface
 // org.textrix.Textrix1, which a desktop integration (or textrix call) calls under the name
 // org.textrix.Textrix.

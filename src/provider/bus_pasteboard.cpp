@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "provider/bus_pasteboard.h"
 
 #include <cerrno>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The pasteboard of Perform, a(say), read from and written to a bus message through sd-bus itself:
 // sdbus-c++ 1.2 moves an array of bytes one element per library call, which made a 1 MiB request
 // take a fifth of a second. Here each content is one call: a request's bytes are viewed where they

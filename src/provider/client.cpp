@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "provider/client.h"
 
 #include <chrono>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The client of the provider on the session bus: one Perform request sent and its answer read,
 // each content marshalled in one call each way (provider/bus_pasteboard.h). textrix call and
 // textrix pick send their requests through it.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "provider/requests.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The provider's side of a service request, apart from the bus: the pasteboard as it travels (type
 // names and bytes), the checks a request passes before any handler runs, the service run on the one
 // provider object, and the result handed back. The bus adaptor (provider/bus_adaptor.h) offers this

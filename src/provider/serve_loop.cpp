@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "provider/serve_loop.h"
 
 #include <poll.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The provider process: one provider object, the tab width read once, registration on the session
 // bus under org.textrix.Textrix, and the keep-alive loop, which serves requests one at a time on
 // this thread in slices (30 s) and ends when a slice ends with nothing being spoken.

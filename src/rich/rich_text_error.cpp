@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "rich/rich_text_error.h"
 
 namespace textrix {

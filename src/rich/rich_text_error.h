@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The errors of reading and writing rich text, shared by the RTF reader and the RTFD packages so
 // that a caller reports either through one type: what went wrong and the byte where it did.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The RTF reader and writer: attributed text to and from the Rich Text Format that word processors
 // and the pasteboard exchange.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Pictures and \NeXTGraphic groups, which both become one attachment character. A picture is named
 // image1.png, image2.wmf, ... by its format in the order met, since the document gives it no name;
 // a picture that names no format is dropped, as no program could show its bytes. A \NeXTGraphic

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "rich/rtf_code_pages.h"
 
 #include <array>

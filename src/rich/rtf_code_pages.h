@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The code pages of RTF text: which legacy encoding \ansicpg, \fcharset and \cpg select, and the
 // ICU converters that decode bytes written as \'xx or raw 8-bit bytes. The reader collects a run of
 // such bytes and decodes it in one conversion, since a double-byte character may be split over two

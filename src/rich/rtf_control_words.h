@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The control words the RTF reader knows and what each does: the table from name to Word, the
 // character a character word stands for, and, in rtf_control_words.cpp, how the reader applies
 // every other word to its state. A name is looked up once per control word read, so the names sit

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The fields of RTF text: a \field group carries an instruction (\fldinst) and the text shown for
 // it (\fldrslt). The reader keeps only HYPERLINK fields, whose result text becomes a link; the
 // instruction is gathered as text first because it may be split over groups and escapes.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The RTF reader: one iterative pass over the bytes with a stack of group states.
 //
 // Text is gathered into the pending run until the character formatting changes, then appended to

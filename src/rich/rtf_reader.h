@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The RTF reader's class and the state it keeps per group, private to the rich text code. The
 // reader's work is spread over files by what it handles: rtf_reader.cpp tokenizes and keeps the
 // group stack and the runs of text, rtf_control_words.cpp applies each control word, and

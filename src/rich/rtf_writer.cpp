@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The RTF writer: a header with the font and colour tables, then the runs in order, each preceded
 // by the control words that change the formatting written so far into the run's. What the writer
 // writes, the reader reads back to equal attribute values: sizes in half points (or thousandths

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "rich/rtfd.h"
 
 #include <dirent.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // RTFD: rich text with attachments, as a package of files: TXT.rtf and one file (or folder, such as
 // another document's package) per attachment.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The user-defaults store: the provider's persistent settings as a small key=value file, and the
 // typed accessors the services read them through.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The exchange of text between a service handler and its pasteboard. Every handler reads the
 // selection through one of the reading operations and, on success, writes its result with
 // writeString, which declares exactly one type: rich text with attachments (RTFD), rich text (RTF)

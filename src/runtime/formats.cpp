@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "runtime/formats.h"
 
 #include <langinfo.h>

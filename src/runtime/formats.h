@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The user's date, time and number formats: the locale settings that the date and time services
 // format with, and the number formatters.
 //

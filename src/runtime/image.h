@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Images on the pasteboard: pixels in memory, and their TIFF representation, through libtiff.
 //
 // The pasteboard carries images as TIFF bytes. An Image is what those bytes decode to, whatever

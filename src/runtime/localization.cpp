@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "runtime/localization.h"
 
 #include <libintl.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The provider's localized strings: gettext in the text domain "textrix". A key without an entry
 // in the user's language is its own text, so the keys are chosen to be the English (or default)
 // texts themselves.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "runtime/pasteboard.h"
 
 #include <algorithm>

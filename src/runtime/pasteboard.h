@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The pasteboard that carries a service request: an ordered list of declared types and one content
 // per type. A requesting application puts the selection on it, the handler reads the richest
 // representation and writes its result back onto it.

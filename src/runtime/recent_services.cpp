@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "runtime/recent_services.h"
 
 #include <algorithm>

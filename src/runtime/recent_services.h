@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The services the user applied last, most recent first, kept across runs so that a chooser can
 // offer them at the top and a key can apply the last one again. The store holds plain names and
 // never judges them: a name that no longer names anything is for the reader to pass over.

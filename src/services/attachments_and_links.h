@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The attachment and link removal services, which clean rich text: remove attachments deletes the
 // embedded pictures and files, remove links turns hyperlinks into ordinary text. Plain text has
 // neither, and the services give it back unchanged.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The case services: upper case, lower case, capitalize words and capitalize sentences.
 //
 // Upper, lower and capitalize apply the full Unicode case mapping of no locale to a whole text, so

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "services/catalogue.h"
 
 #include <array>

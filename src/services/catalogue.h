@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The catalogue of services: the one description of every service the provider offers. An entry
 // names the service (command name and handler name), says how the selection is read, what is done
 // to it, the one message reported when it cannot be done, the pasteboard types taken and given,

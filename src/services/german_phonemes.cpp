@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "services/german_phonemes.h"
 
 namespace textrix {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The data of the German speech rewriting: the words that stand for symbols and digits, and the
 // rows that respell German as English-like phonetic text for an English voice.
 //

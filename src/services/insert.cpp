@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "services/insert.h"
 
 #include <dirent.h>

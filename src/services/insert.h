@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The insert services: the current date and time in the user's formats, and the deep listing of a
 // directory whose path is selected.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Applying a service whose result for a line depends on that line alone to text that arrives in
 // blocks, so that a text of any length goes through in a fixed amount of memory: each block is cut
 // just after its last line feed, its whole lines are transformed and written out, and the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The messages that the service handlers store in the error slot when they fail, exactly as the
 // user sees them. Several services share one message.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The quote services: remove the mail quote markers ">" and "<", turn typewriter quotes into
 // typographic ones (smart quotes), and typographic quotes back into typewriter ones (straight
 // quotes).

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "services/reformat.h"
 
 #include "services/trim.h"

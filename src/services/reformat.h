@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The reformat service, which turns hard-wrapped, mail-quoted text back into flowing paragraphs:
 // it removes the quote markers from every line, drops the blanks at the line ends, joins the lines
 // of a paragraph with single spaces and separates paragraphs by a blank line.

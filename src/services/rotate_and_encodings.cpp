@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "services/rotate_and_encodings.h"
 
 #include <cstring>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Rewriting the characters of a text without looking at its structure: ROT13 of the Latin letters,
 // and repairing text that crossed between the Mac OS Roman and Windows code page 1252 character
 // sets (each character is turned into its byte in one set and read back in the other).

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "services/settings.h"
 
 #include <array>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The settings that Textrix reads from the user-defaults store, each with what it does and the
 // values it takes: the one list that `textrix defaults write` checks a value against and that the
 // command's help describes.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "services/shift_and_tabs.h"
 
 #include <algorithm>

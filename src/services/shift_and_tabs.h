@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The shift and tab services: shift lines left or right by one indentation step, and convert
 // between tabs and spaces at a tab width.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Sorting the lines of a text, the family of string comparators it sorts with, and small list
 // utilities: sorting a list with a plain comparison function, applying a function to each element,
 // binary search.

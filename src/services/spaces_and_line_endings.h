@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Collapsing runs of blanks or line ends, and rewriting line endings.
 //
 // The collapses edit a text in place, plain or attributed: every maximal run of blanks (the space

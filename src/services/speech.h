@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The speech services: speak the selection with the user's voice, speak it after respelling German
 // as English-like phonetic text, and stop speaking.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Speech through the user's own speech-dispatcher server, so that the voice, rate, pitch, volume
 // and synthesizer that the user configured there speak the text. The server is asked, never
 // started: where no server is running for the user, where its client library (libspeechd.so.2,

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The statistics service: counts the characters, white space, words and lines of the selection and
 // shows them in an alert; the selection stays as it was.
 //

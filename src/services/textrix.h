@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The provider object: the one exchange through which every service of the catalogue reads its
 // selection and writes its result, with the state that lives as long as the process: the tab width,
 // read once, and the synthesizer of the last speech.

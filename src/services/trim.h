@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The trim services, which trim blanks at the ends of every line and keep each line's
 // terminator, and the trimming primitives that other services call on whole texts.
 //

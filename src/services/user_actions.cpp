@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "services/user_actions.h"
 
 #include <unistd.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The user's own actions: executable filters, in any language, offered beside the built-in
 // services. An action is a file in an actions directory; the selection goes to its standard input
 // and its standard output is the result.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // AttributedText: UTF-16 characters with runs of attributes (fonts, colours, links, attachments,
 // paragraph styles, underline), and the editing operations that keep the runs with the
 // characters.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The attributes that attributed text carries on its characters: fonts, colours, links,
 // attachments, paragraph styles, underline and strikethrough, superscript and baseline offset,
 // character spacing, capitals and hidden text; and the dictionary that holds them for one run. A

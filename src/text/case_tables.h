@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Full case mapping without a call into ICU per character: the upper, lower and title case of no
 // locale of every code point, as tables built from ICU once, on first use.
 //

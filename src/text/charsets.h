@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Character classes, case tables and accent folding for single UTF-16 code units.
 //
 // Every class is a flat bitmap over the 65536 code units and every table an array of 65536 code

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Conversions between UTF-8, UTF-16 and legacy byte encodings: UTF-8 by a converter of its own,
 // the legacy encodings and the buffer conversions through ICU.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What a line is, once for the whole system, and the operations that cut text into lines.
 //
 // A line ends just after its terminator: one feed character, or CR LF taken together. A line keeps

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "text/mutable_string.h"
 
 #include <unicode/normalizer2.h>

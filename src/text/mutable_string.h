@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Plain-string utilities that edit a std::u16string in place, and the one-pass edit machinery
 // that the plain and the attributed forms of a text operation share.
 //

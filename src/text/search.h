@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Finding, counting and removing single UTF-16 code units in plain text.
 //
 // Searches return an index in code units, or kNotFound. A search or count for a unit that has

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The inner loops of the UTF-8 conversions of text/encodings.h, private to the text layer: the
 // scalar sequence decoder and encoder, and kernels that run over long stretches of text in one of
 // three builds, chosen once for the machine: portable scalar code (what a build for another

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "util/atomic_file.h"
 
 #include <unistd.h>

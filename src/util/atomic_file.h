@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Replacing a small file of the user's (settings, history) so that a reader, or a crash in the
 // middle, sees the old contents or the new ones, never half of them.
 //

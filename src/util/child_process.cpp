@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "util/child_process.h"
 
 #include <fcntl.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Running another program as a filter: its standard input given, its standard output (and, when
 // asked, its standard error) collected, its exit told. The desktop's helper programs run this way,
 // and so do the user's actions, which also get a time limit, an output limit and an environment of

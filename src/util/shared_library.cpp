@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "util/shared_library.h"
 
 #include <dlfcn.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Shared libraries loaded when a service first needs them rather than when the process starts: a
 // library that only speech, images or the X11 selection use costs nothing to a run that does not
 // use them, and a machine without it still runs every other service.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Suggestions for a misspelt name: the known name nearest to what was typed, so that a message can
 // ask "did you mean upper?" for "uper" and "TabulatorWidth" for "tabulatorwidth".
 //

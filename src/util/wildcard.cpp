@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "util/wildcard.h"
 
 #include <algorithm>

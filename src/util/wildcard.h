@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Matching whole strings against wildcard patterns, and splitting text into words without
 // breaking such patterns apart.
 //

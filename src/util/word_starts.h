@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Where capitalizing words puts its capitals, found without ICU's word-break iterator: the word
 // boundaries of the iterator of no locale, and in each piece between two boundaries the first
 // letter, number or symbol, which title case capitalizes, for text made of simple characters.

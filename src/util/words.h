@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Splitting text into words, components and paragraphs; counting them; cutting text after a
 // number of words or code units.
 //

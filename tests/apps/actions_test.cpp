@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // End-to-end tests of the user's actions: the shipped examples (data/actions) and actions of the
 // test's own, through the command and through a real provider on a private bus.
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // End-to-end tests of textrix pick: each test starts its own X server (Xvfb, on a free display
 // that it reports through -displayfd) and its own private bus (private_bus.h). The selections are
 // filled and read back with xclip, as another application would. No window manager is assumed.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // End-to-end tests of textrix pick on Wayland: each test starts its own headless sway
 // (support/headless_sway.h), which offers the data-control protocol, and its own private bus
 // (private_bus.h). The selections are filled and read back with wl-copy and wl-paste, as other

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A private session bus for end-to-end tests of the command and the provider: each test starts its
 // own dbus-daemon, whose service directory is the build tree's (build/dbus-1/services), so that a
 // request activates the built provider. The daemon hands its environment on to the provider:

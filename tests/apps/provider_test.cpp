@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // End-to-end tests of the provider, each on its own private bus (private_bus.h).
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // End-to-end tests of speech through the user's speech-dispatcher server: the real command, and
 // the provider on a private bus, each speaking through a private server of the test's own
 // (support/private_speech_dispatcher.h).

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // End-to-end tests of the textrix command: each runs the built program with its own settings file.
 #include <gtest/gtest.h>
 

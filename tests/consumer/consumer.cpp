@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Applies the service named by the first argument to the second through the installed library and
 // prints the result: `consumer upper 'hello'` prints HELLO.
 #include <iostream>

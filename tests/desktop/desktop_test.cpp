@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The desktop helpers, run against fake helper programs on a private PATH.
 #include "desktop/desktop.h"
 

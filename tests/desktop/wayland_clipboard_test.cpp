@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The Wayland selections through data-control, on a headless sway (support/headless_sway.h) and
 // checked with wl-clipboard as another application would check them; and the fallback to
 // wl-clipboard where no compositor answers, where the compositor lacks the protocol, and where

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The X11 selections where no X server answers and where libxcb is missing;
 // tests/apps/pick_test.cpp reads and owns selections on a real server.
 #include "desktop/x11_selection.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The pasteboard of Perform written to and read back from a bus message, without a bus.
 #include "provider/bus_pasteboard.h"
 

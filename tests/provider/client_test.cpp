@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The client's answers when the provider refuses, fails or cannot be reached; its requests and
 // answers on a bus are tested end to end with textrix call and textrix pick (tests/apps).
 #include "provider/client.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The provider's request handling and its keep-alive loop, without a bus.
 #include "provider/requests.h"
 

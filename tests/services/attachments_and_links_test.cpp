@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "services/attachments_and_links.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "services/case.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "services/line_stream.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The slow, obviously correct reference for sorting lines case-insensitively, shared by the unit
 // tests and the differential fuzz target: every code point folded by ICU on its own, the foldings
 // compared by code units, a stable sort one comparison at a time, then the i-th sorted line

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "services/sort.h"
 
 #include <gtest/gtest.h>

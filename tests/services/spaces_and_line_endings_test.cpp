@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "services/spaces_and_line_endings.h"
 
 #include <gtest/gtest.h>

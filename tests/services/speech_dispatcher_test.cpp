@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "services/speech_dispatcher.h"
 
 #include <gtest/gtest.h>

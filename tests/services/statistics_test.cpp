@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "services/statistics.h"
 
 #include <gtest/gtest.h>

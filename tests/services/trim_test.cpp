@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "services/trim.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The user's actions: found in scratch directories standing for the user's and the shipped ones,
 // and run as the real shell scripts they are.
 #include "services/user_actions.h"

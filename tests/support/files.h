@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Reading a whole file, and the fixtures in tests/rich/fixtures.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A headless sway for tests of the Wayland selections: each test starts its own, on the headless
 // backend with the software renderer, with a config file in the test's directory and an
 // XDG_RUNTIME_DIR of its own. sway offers the wlroots data-control protocol. It refuses to run as

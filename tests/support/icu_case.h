@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The slow, obviously correct reference for the case mappings, shared by the unit tests and the
 // differential fuzz target: ICU's mappings of a whole text in the root locale, title case with its
 // own word-break iterator, and the word boundaries and capitals that title case works from.

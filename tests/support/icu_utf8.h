@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The slow, obviously correct reference for the UTF-8 conversions, shared by the unit tests and the
 // differential fuzz target: ICU's UTF-8 converter, which substitutes U+FFFD in both directions,
 // and ICU's macro for the first ill-formed sequence. A failure of ICU itself aborts.

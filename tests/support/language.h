@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A test that reads Textrix's catalogs from the build tree in a language of its choosing.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Service pasteboards as a requesting application fills them, and the text a service wrote back.
 #pragma once
 

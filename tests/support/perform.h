@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Runs one service of the catalogue, by its command name, as a request would.
 #pragma once
 

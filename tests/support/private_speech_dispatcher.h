@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A private speech-dispatcher server for tests, with its configuration, socket and logs in a
 // directory of the test's own, so that it never touches the user's server. Its one output module
 // is the generic module, set to write down what it is asked to say, with the language, voice,

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Running the built command, and the programs around it, from a test: each test gets a scratch
 // directory of its own in the temporary directory, holding the settings file the command is
 // pointed at and the files of standard input and output.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A test with a scratch directory of its own in the temporary directory, made empty before the test
 // and removed after it.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Attributed texts that several tests build: coloured runs, compared by their attributes.
 #pragma once
 

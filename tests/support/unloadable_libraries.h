@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Running code as on a machine without the libraries that Textrix loads when it first needs them
 // (libtiff, the speech engine, the speech server's client library, libxcb): the build tree holds a
 // stand-in for each, a file of the library's name that is no library, and a process whose

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "text/attributed_text.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "text/charsets.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "text/encodings.h"
 
 #include <gtest/gtest.h>

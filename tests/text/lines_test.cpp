@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "text/lines.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "text/mutable_string.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The UTF-8 conversions of text/encodings.h run through each build of the kernels that this
 // machine can run (scalar, SSE2, AVX2), held to ICU on texts long enough for the kernels to take
 // them: random mixed text, every kind of error at every offset modulo 64 and around the chunk

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Running programs: real programs of the system (sh, cat, yes) and small shell scripts.
 #include "util/child_process.h"
 

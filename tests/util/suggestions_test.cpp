@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "util/suggestions.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "util/word_starts.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,5 @@
 #!/bin/sh
+# SPDX-License-Identifier: MIT
 # Sorts the lines of standard input with sort and the options given. sort ends its output with a
 # line break; a text that had none at its end gets none.
 set -eu

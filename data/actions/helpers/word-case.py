@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Rewrites each line of standard input as one identifier in a style: camel, snake or kebab.
 
 The words are the runs of letters and digits, split again where a lower-case letter or a digit
