@@ -1,13 +1,20 @@
 // SPDX-License-Identifier: MIT
 #include "apply.h"
 
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
 #include <chrono>
 #include <cstdio>
+#include <cstring>
+#include <filesystem>
 #include <optional>
 #include <string>
 #include <thread>
+#include <vector>
 
-#include "arguments.h"
+#include "command_line.h"
 #include "errors.h"
 #include "filter.h"
 #include "services/catalogue.h"
@@ -21,25 +28,90 @@ namespace {
 
 struct Options {
   SelectionArguments selection;
-  std::optional<std::string_view> wav;
+  std::optional<std::string> wav;
   bool print = false;
 };
 
-// Parses [FILE] [--type T] [--wav FILE] [--print] in any order; returns the usage error.
-std::optional<CommandError> parseOptions(std::span<const std::string_view> arguments,
-                                         Options& options) {
-  for (ArgumentReader reader(arguments); reader.next();) {
-    const std::string_view name = reader.name();
-    std::optional<CommandError> error;
-    if (takeSelectionArgument(reader, options.selection, error)) {
-      if (error) return error;
-    } else if (name == "--wav") {
-      if (!(options.wav = reader.value()))
-        return CommandError{ErrorKind::usage, "--wav needs a file"};
-    } else if (name == "--print" && !reader.hasInlineValue()) {
-      options.print = true;
-    } else {
-      return unknownOption(name);
+// The help after the options: an example, the types taken and given, and the message.
+std::string serviceFooter(const ServiceEntry& entry) {
+  const auto typesOf = [](std::span<const std::string_view> types) {
+    std::string list;
+    for (std::string_view type : types) list += (list.empty() ? "" : ", ") + std::string(type);
+    return list.empty() ? std::string("none") : list;
+  };
+  return "Example:\n  " + std::string(entry.example) + "\n\nTakes: " + typesOf(entry.sendTypes) +
+         "\nGives: " + typesOf(entry.returnTypes) + "\nMessage when it cannot be done: " +
+         (entry.errorMessage.empty() ? "none" : std::string(entry.errorMessage)) + "\n";
+}
+
+// The help after the options of a user action: where it lives and what it takes and gives.
+std::string actionFooter(const UserAction& action) {
+  const auto typesOf = [](const std::vector<std::string>& types) {
+    std::string list;
+    for (const std::string& type : types) list += (list.empty() ? "" : ", ") + type;
+    return list;
+  };
+  return "Your action, from " + action.file.string() + "\nTakes: " + typesOf(action.sendTypes()) +
+         "\nGives: " + typesOf(action.returnTypes()) + "\n";
+}
+
+// The parser of a service's command line, its help made of the entry's or the action's texts.
+std::unique_ptr<CLI::App> serviceParser(std::string_view name, const ServiceEntry* entry,
+                                        const std::optional<UserAction>& action, Options& options) {
+  std::string description =
+      entry ? std::string(entry->menuTitle) + ": " + std::string(entry->help)
+            : action->title + (action->description.empty() ? "" : ": " + action->description);
+  std::unique_ptr<CLI::App> app = subcommandParser(name, description);
+  addSelectionArguments(*app, options.selection);
+  if (entry && entry->speaks) {
+    addValueOption(
+        *app, "--wav", "FILE", "write the speech to this WAV file instead of the sound device",
+        "--wav needs a file name", [&options](const std::string& file) { options.wav = file; });
+    app->add_flag("--print", options.print, "print the text that would be spoken instead")
+        ->disable_flag_override();
+  }
+  app->footer(entry ? serviceFooter(*entry) : actionFooter(*action));
+  return app;
+}
+
+// Why a file cannot be written, or none when it can: the file's own permission when it is there,
+// else its directory's. Nothing is created.
+std::optional<std::string> unwritableFileProblem(const std::string& file) {
+  struct stat status;
+  if (stat(file.c_str(), &status) == 0) {
+    if (S_ISDIR(status.st_mode)) return std::string(std::strerror(EISDIR));
+    if (access(file.c_str(), W_OK) == 0) return std::nullopt;
+    return std::string(std::strerror(errno));
+  }
+  const std::filesystem::path directory = std::filesystem::path(file).parent_path();
+  const std::string where = directory.empty() ? "." : directory.string();
+  if (access(where.c_str(), W_OK | X_OK) == 0) return std::nullopt;
+  return std::string(std::strerror(errno));
+}
+
+// Why the speech options cannot be used as given, or none: a WAV file that cannot be written is
+// told before any speech is made.
+std::optional<CommandError> speechOptionsProblem(const Options& options) {
+  if (!options.wav) return std::nullopt;
+  if (options.print) return CommandError{ErrorKind::usage, "--wav and --print exclude each other"};
+  if (options.wav->empty() || options.wav->starts_with("-")) {
+    return CommandError{ErrorKind::usage, "--wav needs a file name, not " +
+                                              (options.wav->empty() ? "nothing" : *options.wav)};
+  }
+  if (const std::optional<std::string> problem = unwritableFileProblem(*options.wav)) {
+    return CommandError{ErrorKind::input, "cannot write " + *options.wav + ": " + *problem};
+  }
+  return std::nullopt;
+}
+
+// The usage error for --wav or --print given to a service that does not speak, else none.
+std::optional<CommandError> misplacedSpeechOption(std::span<const std::string_view> arguments) {
+  for (std::string_view argument : arguments) {
+    if (argument == "--") break;
+    const std::string_view name = argument.substr(0, argument.find('='));
+    if (name == "--wav" || name == "--print") {
+      return CommandError{ErrorKind::usage,
+                          std::string(name) + " is only for speak-native and speak-german"};
     }
   }
   return std::nullopt;
@@ -60,8 +132,7 @@ ServiceEnvironment commandEnvironment(const Options& options) {
     environment.speechOutput.wavPath = std::string(*options.wav);
   }
   environment.runAlertPanel = [](std::u16string_view title, std::u16string_view message) {
-    const std::string panel = encodeUtf8(title) + "\n" + encodeUtf8(message);
-    std::fwrite(panel.data(), 1, panel.size(), stdout);
+    writePanel(encodeUtf8(title), encodeUtf8(message));
   };
   return environment;
 }
@@ -77,10 +148,17 @@ int applyService(std::string_view service, std::span<const std::string_view> arg
   const ServiceEntry* entry = findService(service);
   std::optional<UserAction> action;
   if (!entry && !(action = findUserAction(service))) {
-    return report({ErrorKind::usage, "unknown service " + std::string(service)});
+    return report(unknownService(service));
   }
   Options options;
-  if (std::optional<CommandError> error = parseOptions(arguments, options)) return report(*error);
+  std::unique_ptr<CLI::App> app = serviceParser(service, entry, action, options);
+  if (!(entry && entry->speaks)) {
+    if (std::optional<CommandError> error = misplacedSpeechOption(arguments)) return report(*error);
+  }
+  if (std::optional<int> status = parseCommandLine(*app, arguments, "more than one file given")) {
+    return *status;
+  }
+  if (std::optional<CommandError> error = speechOptionsProblem(options)) return report(*error);
   SelectionInput input;
   if (std::optional<CommandError> error = input.open(options.selection.file)) return report(*error);
   const std::string_view type = options.selection.type.value_or(detectType(input.firstBytes()));

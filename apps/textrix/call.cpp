@@ -1,13 +1,15 @@
 // SPDX-License-Identifier: MIT
 #include "call.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
-#include "arguments.h"
+#include "command_line.h"
 #include "errors.h"
 #include "filter.h"
 #include "provider/client.h"
@@ -17,26 +19,44 @@ namespace textrix::command {
 namespace {
 
 struct CallOptions {
+  std::string service;
   SelectionArguments selection;
   std::string application;
 };
 
-// Parses [FILE] [--type T] [--application NAME] in any order; returns the usage error.
-std::optional<CommandError> parseCallOptions(std::span<const std::string_view> arguments,
-                                             CallOptions& options) {
-  for (ArgumentReader reader(arguments); reader.next();) {
-    const std::string_view name = reader.name();
-    std::optional<CommandError> error;
-    if (takeSelectionArgument(reader, options.selection, error)) {
-      if (error) return error;
-    } else if (name == "--application") {
-      const std::optional<std::string_view> application = reader.value();
-      if (!application) return CommandError{ErrorKind::usage, "--application needs a name"};
-      options.application = *application;
-    } else {
-      return unknownOption(name);
-    }
-  }
+// The parser of SERVICE [FILE] [--type T] [--application NAME], in any order.
+std::unique_ptr<CLI::App> callParser(CallOptions& options) {
+  std::unique_ptr<CLI::App> app = subcommandParser(
+      "call",
+      "Sends SERVICE and the selection (FILE, or standard input) to the provider over the session "
+      "bus, which starts it when none runs, and prints the result exactly as 'textrix SERVICE' "
+      "does, with the same exit statuses; exit status 3 when the bus or the provider cannot be "
+      "reached.");
+  app->add_option("SERVICE", options.service, "the service or action to apply")
+      ->type_name("")
+      ->required();
+  addSelectionArguments(*app, options.selection);
+  addValueOption(*app, "--application", "NAME", "the application the request is made for",
+                 "--application needs a name",
+                 [&options](const std::string& name) { options.application = name; });
+  return app;
+}
+
+// Reads the selection from the file or standard input, but never more than one byte past what the
+// provider takes: enough to know that it is too large, even from an input that never ends.
+std::optional<CommandError> readSelection(std::optional<std::string_view> file,
+                                          std::string& bytes) {
+  SelectionInput input;
+  if (std::optional<CommandError> error = input.open(file)) return error;
+  constexpr std::size_t kEnough = kMaxSelectionBytes + 1;
+  std::size_t filled = 0;
+  do {
+    bytes.resize(std::min(kEnough, std::max(input.firstBytes().size() + 1, 2 * filled)));
+    const std::optional<std::size_t> got = input.read(std::span(bytes).subspan(filled));
+    if (!got) return input.readError();
+    filled += *got;
+  } while (filled == bytes.size() && filled < kEnough);
+  bytes.resize(filled);
   return std::nullopt;
 }
 
@@ -44,14 +64,17 @@ std::optional<CommandError> parseCallOptions(std::span<const std::string_view> a
 
 int callService(std::span<const std::string_view> arguments) {
   if (arguments.empty()) return report({ErrorKind::usage, "call needs a service"});
-  const std::string service(arguments.front());
   CallOptions options;
-  if (std::optional<CommandError> error = parseCallOptions(arguments.subspan(1), options)) {
+  std::unique_ptr<CLI::App> app = callParser(options);
+  if (std::optional<int> status = parseCommandLine(*app, arguments, "more than one file given")) {
+    return *status;
+  }
+  const std::string& service = options.service;
+  std::string bytes;
+  if (std::optional<CommandError> error = readSelection(options.selection.file, bytes)) {
     return report(*error);
   }
-  std::string bytes;
-  if (std::optional<CommandError> error = readInput(options.selection.file, bytes))
-    return report(*error);
+  if (bytes.size() > kMaxSelectionBytes) return report(providerFailure(selectionTooLarge()));
   // Text that is not UTF-8 is refused here, as textrix SERVICE refuses it, without asking (or
   // starting) the provider; valid text goes out as the bytes it is.
   const std::string_view type = options.selection.type.value_or(detectType(bytes));
@@ -65,6 +88,8 @@ int callService(std::span<const std::string_view> arguments) {
 
   const ProviderReply reply = performOnProvider(service, request, options.application);
   if (reply.failure) return report(providerFailure(*reply.failure));
+  // The panel is printed as textrix SERVICE prints it.
+  if (reply.panel) writePanel(reply.panel->title, reply.panel->message);
   if (!reply.error.empty()) return report({ErrorKind::serviceMessage, reply.error});
   if (!reply.pasteboard.empty() && !reply.pasteboard.front().get<1>().empty()) {
     const std::vector<std::uint8_t>& content = reply.pasteboard.front().get<1>();

@@ -5,8 +5,11 @@
 #include <string>
 #include <vector>
 
+#include <CLI/CLI.hpp>
+
 #include "apply.h"
 #include "call.h"
+#include "command_line.h"
 #include "defaults.h"
 #include "errors.h"
 #include "list.h"
@@ -24,14 +27,48 @@ constexpr std::string_view kDescription =
     "output. Plain text is UTF-8; input that begins with {\\rtf is RTF, input that begins with "
     "the\n"
     "flat RTFD signature is RTFD; --type overrides the detection. The result has the type the\n"
-    "service wrote: plain text, RTF or flat RTFD.\n"
+    "service wrote: plain text, RTF or flat RTFD. 'textrix SERVICE --help' (or 'textrix help\n"
+    "SERVICE') tells what a service does, with an example.\n"
     "\n"
-    "Exit status: 0 done, 1 the service reported its message, 2 bad usage or input,\n"
-    "3 the session bus or the provider cannot be reached (textrix call, textrix serve, textrix\n"
-    "pick), 4 no display or a missing helper program (textrix pick).\n"
-    "textrix pick applies a service to the selected text of any application and leaves the\n"
-    "result on the clipboard; without SERVICE it asks for one in a chooser, the services used\n"
-    "last first; --repeat applies the one it applied last again.\n"
+    "Commands:\n"
+    "  SERVICE [FILE]        apply the service to FILE, or to standard input when none or -\n"
+    "  list [--long]         one line per service and action: name, tab, title (and summary)\n"
+    "  defaults read [KEY]   print one setting, or all of them as KEY=VALUE lines\n"
+    "  defaults write KEY VALUE\n"
+    "                        store a setting\n"
+    "  defaults delete KEY   remove a setting\n"
+    "  serve                 run the provider on the session bus\n"
+    "  call SERVICE [FILE]   send the request to the provider over the session bus (which\n"
+    "                        starts it when needed) and print the result as SERVICE does\n"
+    "  pick [SERVICE]        apply a service to the selected text of any application and\n"
+    "                        leave the result on the clipboard; without SERVICE it asks for\n"
+    "                        one in a chooser, the services used last first\n"
+    "  help [COMMAND]        this help, or the help of a service or command\n"
+    "\n"
+    "Options:\n"
+    "  -h, --help            print the help (after a service or command: its own) and exit\n"
+    "  -V, --version         print the version and exit\n"
+    "  --type plain|rtf|rtfd read the selection as this type instead of detecting it\n"
+    "  --wav FILE            speak-native, speak-german: write the speech to this WAV file\n"
+    "                        instead of the sound device\n"
+    "  --print               speak-native, speak-german: print the text that would be spoken\n"
+    "                        instead of speaking it\n"
+    "  --slice SECONDS       serve: serve in slices of this many seconds (default 30; also\n"
+    "                        $TEXTRIX_SLICE_SECONDS); the provider ends after a slice in which\n"
+    "                        nothing was asked and nothing is being spoken\n"
+    "  --application NAME    call: the name of the application the request is made for\n"
+    "  --repeat              pick: apply the service that pick applied last, without a chooser\n"
+    "  --clipboard           pick: use the clipboard's text rather than what is selected now\n"
+    "  --chooser COMMAND     pick: ask in this command (run by /bin/sh; the items come on its\n"
+    "                        standard input, one a line) instead of fuzzel, wofi, rofi, dmenu\n"
+    "                        or zenity\n"
+    "  --                    end the options: what follows is an operand, even if it starts\n"
+    "                        with -\n"
+    "\n"
+    "Exit status: 0 done, 1 the service reported its message (or a setting is missing),\n"
+    "2 bad usage or input, 3 the session bus or the provider cannot be reached (textrix call,\n"
+    "textrix serve, textrix pick), 4 no display or a missing helper program (textrix pick).\n"
+    "\n"
     "Settings live in $TEXTRIX_DEFAULTS, else $XDG_CONFIG_HOME/textrix/defaults.\n"
     "Your own actions, executable filters that textrix list shows after the services, live in\n"
     "$XDG_CONFIG_HOME/textrix/actions (else ~/.config/textrix/actions) and in textrix/actions\n"
@@ -48,17 +85,22 @@ void writeNameAndTitle(std::FILE* stream, std::string_view name, std::string_vie
 void writeServiceList(std::FILE* stream) {
   writeText(stream, "\nServices:\n");
   for (const ServiceEntry& entry : serviceCatalogue()) {
-    writeNameAndTitle(stream, entry.name, entry.menuTitle);
+    writeNameAndTitle(stream, entry.name, entry.summary);
   }
   const std::vector<UserAction> actions = userActions();
   if (actions.empty()) return;
   writeText(stream, "\nActions:\n");
-  for (const UserAction& action : actions) writeNameAndTitle(stream, action.name, action.title);
+  for (const UserAction& action : actions) {
+    writeNameAndTitle(stream, action.name,
+                      action.description.empty() ? action.title : action.description);
+  }
 }
 
 int help() {
   writeText(stdout, kUsage);
   writeText(stdout, kDescription);
+  writeText(stdout, "\nSettings (textrix defaults):\n");
+  writeText(stdout, settingsHelp());
   writeServiceList(stdout);
   return kSuccess;
 }
@@ -66,6 +108,24 @@ int help() {
 int version() {
   writeText(stdout, "textrix " TEXTRIX_VERSION "\n");
   return kSuccess;
+}
+
+// The subcommand named first, given the arguments after its name.
+int dispatch(std::string_view name, std::span<const std::string_view> rest) {
+  if (name == "list") return listServices(rest);
+  if (name == "defaults") return defaults(rest);
+  if (name == "serve") return serve(rest);
+  if (name == "call") return callService(rest);
+  if (name == "pick") return pick(rest);
+  return applyService(name, rest);
+}
+
+// textrix help [COMMAND]: the whole help, or that of the service or subcommand named.
+int helpOn(std::span<const std::string_view> arguments) {
+  if (arguments.empty()) return help();
+  if (arguments.size() > 1) return report({ErrorKind::usage, "help takes one command"});
+  const std::string_view helpFlag[] = {"--help"};
+  return dispatch(arguments.front(), helpFlag);
 }
 
 }  // namespace
@@ -76,16 +136,27 @@ void writeText(std::FILE* stream, std::string_view text) {
 
 int run(std::span<const std::string_view> arguments) {
   if (arguments.empty()) return report({ErrorKind::usage, "no service given"});
-  const std::string_view first = arguments.front();
-  const auto rest = arguments.subspan(1);
-  if (first == "--help" || first == "-h" || first == "help") return help();
-  if (first == "--version") return version();
-  if (first == "list") return listServices(rest);
-  if (first == "defaults") return defaults(rest);
-  if (first == "serve") return serve(rest);
-  if (first == "call") return callService(rest);
-  if (first == "pick") return pick(rest);
-  return applyService(first, rest);
+  // Only what comes before the first operand is the command's own; the rest is the subcommand's.
+  CLI::App app("Text services for any application", "textrix");
+  app.prefix_command();
+  app.set_help_flag("-h,--help");
+  bool showVersion = false;
+  app.add_flag("-V,--version", showVersion);
+  std::vector<std::string> reversed(arguments.rbegin(), arguments.rend());
+  try {
+    app.parse(reversed);
+  } catch (const CLI::CallForHelp&) {
+    return help();
+  } catch (const CLI::ParseError& error) {
+    return report({ErrorKind::usage, error.what()});
+  }
+  if (showVersion) return version();
+  const std::size_t first = arguments.size() - app.remaining_size();
+  if (first == arguments.size()) return report({ErrorKind::usage, "no service given"});
+  const std::string_view name = arguments[first];
+  if (name.starts_with("-") && name != "-") return report(unknownOption(app, name));
+  if (name == "help") return helpOn(arguments.subspan(first + 1));
+  return dispatch(name, arguments.subspan(first + 1));
 }
 
 }  // namespace textrix::command

@@ -13,12 +13,12 @@ namespace textrix::command {
 // The usage lines: the start of --help, and repeated after a usage error.
 inline constexpr std::string_view kUsage =
     "Usage: textrix SERVICE [FILE] [--type plain|rtf|rtfd] [--wav FILE] [--print]\n"
-    "       textrix list\n"
-    "       textrix defaults read [KEY] | write KEY VALUE | delete KEY\n"
-    "       textrix serve [--slice SECONDS]\n"
-    "       textrix call SERVICE [FILE] [--type plain|rtf|rtfd] [--application NAME]\n"
-    "       textrix pick [SERVICE | --repeat] [--clipboard] [--chooser COMMAND]\n"
-    "       textrix --help | --version\n";
+    "   or: textrix list\n"
+    "   or: textrix defaults read [KEY] | write KEY VALUE | delete KEY\n"
+    "   or: textrix serve [--slice SECONDS]\n"
+    "   or: textrix call SERVICE [FILE] [--type plain|rtf|rtfd] [--application NAME]\n"
+    "   or: textrix pick [SERVICE | --repeat] [--clipboard] [--chooser COMMAND]\n"
+    "   or: textrix --help | --version\n";
 
 // Writes the text to the stream as it is.
 void writeText(std::FILE* stream, std::string_view text);

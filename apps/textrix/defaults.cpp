@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "command_line.h"
 #include "errors.h"
 #include "runtime/defaults.h"
 #include "services/settings.h"
@@ -64,11 +65,34 @@ int save(UserDefaults& store) {
 
 }  // namespace
 
+std::string settingsHelp() {
+  std::string text;
+  for (const Setting& setting : knownSettings()) {
+    text += "  " + std::string(setting.key) + "\n      " + std::string(setting.summary) +
+            "; takes " + std::string(setting.values) + "\n";
+  }
+  return text;
+}
+
 int defaults(std::span<const std::string_view> arguments) {
-  if (arguments.empty()) return report({ErrorKind::usage, "defaults needs read, write or delete"});
+  std::vector<std::string> words;
+  std::unique_ptr<CLI::App> app = subcommandParser(
+      "defaults",
+      "Prints, stores or removes the settings.\n"
+      "  read [KEY]        print one setting, or all of them as KEY=VALUE lines (exit 1 for a\n"
+      "                    missing key)\n"
+      "  write KEY VALUE   store a setting\n"
+      "  delete KEY        remove a setting\n");
+  app->add_option("ACTION", words, "read, write or delete, and its KEY and VALUE")->type_name("");
+  app->footer("Settings:\n" + settingsHelp() +
+              "The settings file is $TEXTRIX_DEFAULTS when set, else "
+              "$XDG_CONFIG_HOME/textrix/defaults.\n");
+  if (std::optional<int> status = parseCommandLine(*app, arguments, "")) return *status;
+  if (words.empty()) return report({ErrorKind::usage, "defaults needs read, write or delete"});
   UserDefaults& store = UserDefaults::standardUserDefaults();
-  const std::string_view action = arguments.front();
-  const auto operands = arguments.subspan(1);
+  const std::vector<std::string_view> views(words.begin(), words.end());
+  const std::string_view action = views.front();
+  const auto operands = std::span(views).subspan(1);
   if (action == "read" && operands.size() <= 1) return read(store, operands);
   if (action == "write" && operands.size() == 2) {
     if (std::optional<CommandError> problem = settingProblem(operands[0], operands[1])) {

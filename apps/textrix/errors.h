@@ -5,7 +5,7 @@
 // pick). Parsers and readers return a CommandError; the subcommand reports it and exits with its
 // status.
 //
-//   if (std::optional<CommandError> error = readInput(file, bytes)) return report(*error);
+//   if (std::optional<CommandError> error = input.open(file)) return report(*error);
 #pragma once
 
 #include <string>

@@ -145,10 +145,9 @@ CommandError SelectionInput::readError() const {
   return CommandError{ErrorKind::input, "cannot read " + name_ + ": " + std::strerror(errno)};
 }
 
-std::optional<CommandError> readInput(std::optional<std::string_view> file, std::string& bytes) {
-  SelectionInput input;
-  if (std::optional<CommandError> error = input.open(file)) return error;
-  return input.readAll(bytes);
+void writePanel(std::string_view title, std::string_view message) {
+  const std::string panel = std::string(title) + "\n" + std::string(message);
+  std::fwrite(panel.data(), 1, panel.size(), stdout);
 }
 
 std::string_view detectType(std::string_view bytes) {

@@ -64,9 +64,9 @@ class SelectionInput {
   bool aheadIsAll_ = false;  // the input ended within the bytes read ahead
 };
 
-// Reads all bytes of the file, or of standard input for none or "-", into bytes; the error ("cannot
-// read FILE: reason") when they cannot be read.
-std::optional<CommandError> readInput(std::optional<std::string_view> file, std::string& bytes);
+// Prints an alert panel where the command stands in for the desktop: the title on the first line,
+// then the message (UTF-8), on standard output.
+void writePanel(std::string_view title, std::string_view message);
 
 // The type of the bytes: flat RTFD by its signature, RTF by "{\rtf", anything else plain text.
 std::string_view detectType(std::string_view bytes);

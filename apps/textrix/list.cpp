@@ -3,6 +3,7 @@
 
 #include <string>
 
+#include "command_line.h"
 #include "commands.h"
 #include "errors.h"
 #include "services/catalogue.h"
@@ -11,13 +12,23 @@
 namespace textrix::command {
 
 int listServices(std::span<const std::string_view> arguments) {
-  if (!arguments.empty()) return report({ErrorKind::usage, "list takes no arguments"});
-  for (const ServiceEntry& entry : serviceCatalogue()) {
-    writeText(stdout, std::string(entry.name) + "\t" + std::string(entry.menuTitle) + "\n");
+  bool longForm = false;
+  std::unique_ptr<CLI::App> app = subcommandParser(
+      "list", "Lists the services and then your actions: name, a tab and title, one a line.");
+  app->add_flag("--long", longForm, "add a tab and what each one does")->disable_flag_override();
+  if (std::optional<int> status = parseCommandLine(*app, arguments, "list takes no arguments")) {
+    return *status;
   }
-  for (const UserAction& action : userActions()) {
-    writeText(stdout, action.name + "\t" + action.title + "\n");
-  }
+  const auto line = [longForm](std::string_view name, std::string_view title,
+                               std::string_view summary) {
+    std::string text = std::string(name) + "\t" + std::string(title);
+    if (longForm) text += "\t" + std::string(summary);
+    writeText(stdout, text + "\n");
+  };
+  for (const ServiceEntry& entry : serviceCatalogue())
+    line(entry.name, entry.menuTitle, entry.summary);
+  for (const UserAction& action : userActions())
+    line(action.name, action.title, action.description);
   return kSuccess;
 }
 

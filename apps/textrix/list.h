@@ -6,8 +6,8 @@
 
 namespace textrix::command {
 
-// textrix list: each service's name and menu title, one service a line, then each user action's
-// name and title.
+// textrix list [--long]: each service's name and menu title, one service a line, then each user
+// action's name and title; --long adds a tab and the summary (an action's description).
 int listServices(std::span<const std::string_view> arguments);
 
 }  // namespace textrix::command

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "pick.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <map>
 #include <memory>
@@ -8,8 +10,8 @@
 #include <string>
 #include <vector>
 
-#include "arguments.h"
 #include "chooser.h"
+#include "command_line.h"
 #include "commands.h"
 #include "desktop/selection.h"
 #include "errors.h"
@@ -35,34 +37,36 @@ struct PickOptions {
   std::optional<std::string> chooser;
 };
 
-// Parses [SERVICE | --repeat] [--clipboard] [--chooser COMMAND] in any order; returns the usage
-// error.
-std::optional<CommandError> parsePickOptions(std::span<const std::string_view> arguments,
-                                             PickOptions& options) {
-  for (ArgumentReader reader(arguments); reader.next();) {
-    const std::string_view name = reader.name();
-    if (!reader.isOption()) {
-      if (options.service) return CommandError{ErrorKind::usage, "pick takes one service"};
-      if (!findService(name) && !findUserAction(name)) {
-        return CommandError{ErrorKind::usage, "unknown service " + std::string(name)};
-      }
-      options.service = std::string(name);
-    } else if (name == "--clipboard" && !reader.hasInlineValue()) {
-      options.clipboard = true;
-    } else if (name == "--repeat" && !reader.hasInlineValue()) {
-      options.repeat = true;
-    } else if (name == "--chooser") {
-      const std::optional<std::string_view> command = reader.value();
-      if (!command || command->empty()) {
-        return CommandError{ErrorKind::usage, "--chooser needs a command"};
-      }
-      options.chooser = std::string(*command);
-    } else {
-      return unknownOption(name);
-    }
+// Parses [SERVICE | --repeat] [--clipboard] [--chooser COMMAND] in any order; returns the exit
+// status when pick ends here: after its help, or a usage error.
+std::optional<int> parsePickOptions(std::span<const std::string_view> arguments,
+                                    PickOptions& options) {
+  std::unique_ptr<CLI::App> app = subcommandParser(
+      "pick",
+      "Applies a service to the selected text of any application (PRIMARY, else with --clipboard "
+      "the clipboard's text) through the provider on the session bus, and leaves the result on "
+      "the clipboard, for a desktop key binding. Without SERVICE it asks for one in a chooser, "
+      "the services used last first. A service's message becomes a desktop notification.");
+  app->add_option("SERVICE", options.service, "the service or action to apply")->type_name("");
+  app->add_flag("--repeat", options.repeat, "apply the service that pick applied last")
+      ->disable_flag_override();
+  app->add_flag("--clipboard", options.clipboard, "use the clipboard's text, not the selection")
+      ->disable_flag_override();
+  addValueOption(*app, "--chooser", "COMMAND",
+                 "ask in this command (run by /bin/sh, one item a line on its standard input) "
+                 "instead of fuzzel, wofi, rofi, dmenu or zenity",
+                 "--chooser needs a command", [&options](const std::string& command) {
+                   if (command.empty()) throw CLI::ValidationError("--chooser", "empty");
+                   options.chooser = command;
+                 });
+  if (std::optional<int> status = parseCommandLine(*app, arguments, "pick takes one service")) {
+    return status;
+  }
+  if (options.service && !findService(*options.service) && !findUserAction(*options.service)) {
+    return report(unknownService(*options.service));
   }
   if (options.repeat && options.service) {
-    return CommandError{ErrorKind::usage, "pick --repeat takes no service"};
+    return report({ErrorKind::usage, "pick --repeat takes no service"});
   }
   return std::nullopt;
 }
@@ -151,12 +155,6 @@ bool offers(const std::vector<std::string>& types, std::string_view type) {
   return std::find(types.begin(), types.end(), type) != types.end();
 }
 
-std::size_t bytesOf(const BusPasteboard& request) {
-  std::size_t total = 0;
-  for (const auto& entry : request) total += entry.get<1>().size();
-  return total;
-}
-
 // The types an owner offers, without the X11 targets that every owner answers and that hold no
 // selection.
 std::string listed(const std::vector<std::string>& types) {
@@ -230,21 +228,24 @@ std::optional<CommandError> requestFromSelection(DesktopSelection& selection, bo
   if (request.empty()) {
     return CommandError{ErrorKind::input, "the selection offers no text, only " + listed(types)};
   }
-  if (bytesOf(request) > kMaxSelectionBytes) {
-    return CommandError{ErrorKind::input, "the selection is larger than " +
-                                              std::to_string(kMaxSelectionBytes >> 20) +
-                                              " MiB, more than a service takes"};
+  if (contentBytes(request) > kMaxSelectionBytes) {
+    return CommandError{ErrorKind::input, selectionTooLarge().message};
   }
   return std::nullopt;
+}
+
+// Shows what a service reports (statistics) as an information notification, and on standard output
+// too when pick runs in a terminal, where the user reads it as it stays.
+void showPanel(const Desktop& desktop, const ProviderPanel& panel) {
+  notifyInformation(desktop, panel.title, panel.message);
+  if (isatty(STDOUT_FILENO)) writeText(stdout, panel.title + "\n" + panel.message);
 }
 
 }  // namespace
 
 int pick(std::span<const std::string_view> arguments) {
   PickOptions options;
-  if (std::optional<CommandError> error = parsePickOptions(arguments, options)) {
-    return report(*error);
-  }
+  if (std::optional<int> status = parsePickOptions(arguments, options)) return *status;
   const Desktop desktop = Desktop::current();
   std::string problem;
   std::unique_ptr<DesktopSelection> selection =
@@ -267,7 +268,7 @@ int pick(std::span<const std::string_view> arguments) {
           requestFromSelection(*selection, readsSelection, request)) {
     return tellUser(desktop, *problem);
   }
-  const auto [failure, answer, message] =
+  const auto [failure, answer, message, panel] =
       performOnProvider(service, request, selection->activeApplication());
   if (failure) {
     const int status = report(providerFailure(*failure));
@@ -276,6 +277,7 @@ int pick(std::span<const std::string_view> arguments) {
   }
   // The provider applied the service, even where it then reported its message.
   remember(recent, service);
+  if (panel) showPanel(desktop, *panel);
   if (!message.empty()) return tellUser(desktop, {ErrorKind::serviceMessage, message});
   // A service that writes nothing (speech, statistics) leaves the clipboard as it was.
   if (answer.empty()) return kSuccess;

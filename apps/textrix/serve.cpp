@@ -6,8 +6,10 @@
 #include <optional>
 #include <string>
 
+#include "command_line.h"
 #include "desktop/desktop.h"
 #include "errors.h"
+#include "provider/bus_adaptor.h"
 #include "provider/serve_loop.h"
 
 namespace textrix::command {
@@ -32,16 +34,23 @@ int serve(std::span<const std::string_view> arguments) {
   options.environment.runAlertPanel = [](std::u16string_view title, std::u16string_view message) {
     showAlert(Desktop::current(), title, message, ServiceEnvironment::logToSystem);
   };
-  std::optional<std::string_view> slice;
+  std::optional<std::string> slice;
   if (const char* variable = std::getenv("TEXTRIX_SLICE_SECONDS"); variable && *variable) {
     slice = variable;
   }
-  if (arguments.size() == 2 && arguments[0] == "--slice") {
-    slice = arguments[1];
-  } else if (arguments.size() == 1 && arguments[0].starts_with("--slice=")) {
-    slice = arguments[0].substr(8);
-  } else if (!arguments.empty()) {
-    return report({ErrorKind::usage, "serve takes only --slice SECONDS"});
+  std::unique_ptr<CLI::App> app = subcommandParser(
+      "serve",
+      "Runs the provider on the session bus under " + std::string(kBusName) +
+          ": it serves the requests of textrix call and textrix pick in slices and ends after a "
+          "slice in which nothing was asked and nothing is being spoken. The bus starts it when "
+          "a request comes and none runs.");
+  addValueOption(*app, "--slice", "SECONDS",
+                 "the slice length, more than 0 (default 30, else $TEXTRIX_SLICE_SECONDS)",
+                 "--slice needs a number of seconds, more than 0",
+                 [&slice](const std::string& value) { slice = value; });
+  if (std::optional<int> status =
+          parseCommandLine(*app, arguments, "serve takes only --slice SECONDS")) {
+    return *status;
   }
   if (slice) {
     auto length = sliceNamed(*slice);

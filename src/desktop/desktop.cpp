@@ -3,7 +3,11 @@
 
 #include <sdbus-c++/sdbus-c++.h>
 
+#include <chrono>
+#include <cstdint>
 #include <cstdlib>
+#include <map>
+#include <memory>
 
 #include "desktop/wayland_clipboard.h"
 #include "rich/rtf.h"
@@ -16,6 +20,32 @@ namespace {
 std::string environmentVariable(const char* name) {
   const char* value = std::getenv(name);
   return value ? value : "";
+}
+
+// Sends a notification from Textrix through org.freedesktop.Notifications, else through
+// notify-send with its options for the icon and hints, else not at all.
+void sendNotification(const Desktop& desktop, const std::string& icon, const std::string& summary,
+                      const std::string& body, const std::map<std::string, sdbus::Variant>& hints,
+                      std::vector<std::string> notifySendOptions) {
+  try {
+    std::unique_ptr<sdbus::IConnection> connection = sdbus::createSessionBusConnection();
+    std::unique_ptr<sdbus::IProxy> proxy = sdbus::createProxy(
+        *connection, "org.freedesktop.Notifications", "/org/freedesktop/Notifications");
+    std::uint32_t id = 0;
+    proxy->callMethod("Notify")
+        .onInterface("org.freedesktop.Notifications")
+        .withTimeout(std::chrono::seconds(5))
+        .withArguments(std::string("Textrix"), std::uint32_t{0}, icon, summary, body,
+                       std::vector<std::string>(), hints, std::int32_t{-1})
+        .storeResultsTo(id);
+    return;
+  } catch (const sdbus::Error&) {
+  }
+  if (auto notifySend = desktop.findProgram("notify-send")) {
+    notifySendOptions.push_back(summary);
+    notifySendOptions.push_back(body);
+    runProgram(*notifySend, notifySendOptions, {});
+  }
 }
 
 }  // namespace
@@ -91,40 +121,30 @@ void showAlert(const Desktop& desktop, std::u16string_view title, std::u16string
   const std::string title8 = encodeUtf8(title), message8 = encodeUtf8(message);
   if (desktop.hasDisplay()) {
     if (auto zenity = desktop.findProgram("zenity")) {
-      if (runProgram(*zenity, {"--error", "--no-markup", "--title", title8, "--text", message8},
+      if (runProgram(*zenity, {"--info", "--no-markup", "--title", title8, "--text", message8},
                      {}) >= 0) {
         return;
       }
     }
     if (auto kdialog = desktop.findProgram("kdialog")) {
-      if (runProgram(*kdialog, {"--title", title8, "--error", message8}, {}) >= 0) return;
+      if (runProgram(*kdialog, {"--title", title8, "--msgbox", message8}, {}) >= 0) return;
     }
   }
   if (auto notifySend = desktop.findProgram("notify-send")) {
-    if (runProgram(*notifySend, {"--urgency=critical", title8, message8}, {}) == 0) return;
+    if (runProgram(*notifySend, {"--urgency=normal", title8, message8}, {}) == 0) return;
   }
   log(title8 + ": " + message8);
 }
 
 void notify(const Desktop& desktop, const std::string& message) {
-  try {
-    std::unique_ptr<sdbus::IConnection> connection = sdbus::createSessionBusConnection();
-    std::unique_ptr<sdbus::IProxy> proxy = sdbus::createProxy(
-        *connection, "org.freedesktop.Notifications", "/org/freedesktop/Notifications");
-    std::uint32_t id = 0;
-    proxy->callMethod("Notify")
-        .onInterface("org.freedesktop.Notifications")
-        .withTimeout(std::chrono::seconds(5))
-        .withArguments(std::string("Textrix"), std::uint32_t{0}, std::string(),
-                       std::string("Textrix"), message, std::vector<std::string>(),
-                       std::map<std::string, sdbus::Variant>(), std::int32_t{-1})
-        .storeResultsTo(id);
-    return;
-  } catch (const sdbus::Error&) {
-  }
-  if (auto notifySend = desktop.findProgram("notify-send")) {
-    runProgram(*notifySend, {"Textrix", message}, {});
-  }
+  sendNotification(desktop, "", "Textrix", message, {}, {});
+}
+
+void notifyInformation(const Desktop& desktop, const std::string& summary,
+                       const std::string& body) {
+  sendNotification(desktop, "dialog-information", summary, body,
+                   {{"urgency", sdbus::Variant(std::uint8_t{1})}},
+                   {"--urgency=normal", "--icon=dialog-information"});
 }
 
 }  // namespace textrix

@@ -7,6 +7,7 @@
 //   textrix::Desktop desktop = textrix::Desktop::current();
 //   textrix::copyToDesktopClipboard(desktop, textrix::ServicePasteboard::generalPasteboard());
 //   textrix::showAlert(desktop, u"Statistics", u"Characters:10\n", log);
+//   textrix::notifyInformation(desktop, "Statistics", "Characters:10\n");
 #pragma once
 
 #include <functional>
@@ -49,14 +50,18 @@ std::vector<SelectionContent> clipboardContents(std::string_view type, std::stri
 // its display is there, the pasteboard holds no text, or the program failed.
 bool copyToDesktopClipboard(const Desktop& desktop, const ServicePasteboard& pasteboard);
 
-// Shows an alert with a title and a message and returns when it is dismissed: a modal dialog
-// (zenity --error, else kdialog --error) when a display is there, else a desktop notification
-// (notify-send), else a line "title: message" given to log.
+// Shows an alert with a title and a message and returns when it is dismissed: a modal information
+// dialog (zenity --info, else kdialog --msgbox) when a display is there, else a desktop
+// notification of normal urgency (notify-send), else a line "title: message" given to log. The
+// alerts are what a service reports (statistics), never errors, and are shown as such.
 void showAlert(const Desktop& desktop, std::u16string_view title, std::u16string_view message,
                const std::function<void(const std::string&)>& log);
 
 // Shows the message as a desktop notification from Textrix: through org.freedesktop.Notifications
 // on the session bus, else through notify-send, else not at all.
 void notify(const Desktop& desktop, const std::string& message);
+// Shows an information notification from Textrix with the summary and the body, of normal urgency
+// with the information icon: the way an alert panel reaches a user without a dialog.
+void notifyInformation(const Desktop& desktop, const std::string& summary, const std::string& body);
 
 }  // namespace textrix

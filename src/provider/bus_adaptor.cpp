@@ -39,7 +39,13 @@ std::string stringOption(const BusOptions& options, const std::string& key) {
 }  // namespace
 
 RequestOptions requestOptionsFromBus(const BusOptions& options) {
-  return {stringOption(options, "application"), stringOption(options, "pasteboard")};
+  const std::string panel = stringOption(options, "panel");
+  if (!panel.empty() && panel != "show" && panel != "return") {
+    throw busError({RequestProblem::invalidOption,
+                    "the option panel must be \"show\" or \"return\", not \"" + panel + "\""});
+  }
+  return {stringOption(options, "application"), stringOption(options, "pasteboard"),
+          panel == "return"};
 }
 
 RequestOutcome performOnBus(RequestServer& server, std::string_view service,
@@ -49,6 +55,15 @@ RequestOutcome performOnBus(RequestServer& server, std::string_view service,
   RequestOutcome outcome = server.perform(service, pasteboard, userData, requestOptions);
   if (outcome.failure) throw busError(*outcome.failure);
   return outcome;
+}
+
+std::vector<OutgoingItem> replyItems(const RequestOutcome& outcome) {
+  std::vector<OutgoingItem> items = outgoingItems(outcome.pasteboard);
+  if (outcome.panel) {
+    items.push_back({kPanelTitleType, outcome.panel->title});
+    items.push_back({kPanelMessageType, outcome.panel->message});
+  }
+  return items;
 }
 
 std::vector<BusServiceDescription> listServicesOnBus(const RequestServer& server) {
@@ -95,7 +110,7 @@ void TextrixAdaptor::perform(sdbus::MethodCall call) {
     call >> userData >> options;
     const RequestOutcome outcome = performOnBus(server_, service, pasteboard, userData, options);
     sdbus::MethodReply reply = call.createReply();
-    appendPasteboard(rawMessage(reply), outgoingItems(outcome.pasteboard));
+    appendPasteboard(rawMessage(reply), replyItems(outcome));
     reply << outcome.error;
     reply.send();
   } catch (...) {

@@ -5,6 +5,10 @@
 //
 //   Perform(s service, a(say) pasteboard, s userData, a{sv} options)
 //       -> (a(say) pasteboard, s error)
+//       options: "application" (s), "pasteboard" (s), "panel" (s): "show" (the default) or
+//       "return"; with "return", an alert the service raises (statistics) is not shown by the
+//       provider but handed back at the end of the reply's pasteboard, as the UTF-8 title under
+//       kPanelTitleType and the UTF-8 message under kPanelMessageType.
 //   ListServices() -> a(ssasas)      name, handler, send types, return types: the services, then
 //                                    the user's actions (handler: the action's file)
 //   property Speaking: b, read-only
@@ -38,6 +42,14 @@ inline constexpr std::string_view kBusName = "org.textrix.Textrix";
 inline constexpr std::string_view kObjectPath = "/org/textrix/Textrix";
 inline constexpr std::string_view kInterfaceName = "org.textrix.Textrix1";
 
+// The alert panel travels in the reply's pasteboard rather than in a new method or a new reply
+// argument: the signature of Perform stays what clients already call, and a provider that predates
+// the "panel" option ignores it and shows the alert itself, so a new client still gets an answer.
+// No request may carry these types (canonicalPasteboardType refuses them), so they are never
+// mistaken for a result.
+inline constexpr std::string_view kPanelTitleType = "org.textrix.Panel.Title";
+inline constexpr std::string_view kPanelMessageType = "org.textrix.Panel.Message";
+
 // The pasteboard of a request and of its answer as a client holds it: a(say).
 using BusPasteboard = std::vector<sdbus::Struct<std::string, std::vector<std::uint8_t>>>;
 // The options of a request: a{sv}.
@@ -46,8 +58,9 @@ using BusOptions = std::map<std::string, sdbus::Variant>;
 using BusServiceDescription =
     sdbus::Struct<std::string, std::string, std::vector<std::string>, std::vector<std::string>>;
 
-// The request options "application" (s) and "pasteboard" (s); other keys are ignored. Throws the
-// InvalidOption error for either with a value that is not a string.
+// The request options "application" (s), "pasteboard" (s) and "panel" (s: "show" or "return");
+// other keys are ignored. Throws the InvalidOption error for any of them with a value that is not a
+// string, or for a panel that is neither.
 RequestOptions requestOptionsFromBus(const BusOptions& options);
 
 // Perform as the bus calls it, on the request's items. Throws the sdbus::Error of the request's
@@ -55,6 +68,8 @@ RequestOptions requestOptionsFromBus(const BusOptions& options);
 RequestOutcome performOnBus(RequestServer& server, std::string_view service,
                             std::span<const PasteboardItem> pasteboard, std::string_view userData,
                             const BusOptions& options);
+// The items a reply carries: the outcome's result, then its alert panel when it has one.
+std::vector<OutgoingItem> replyItems(const RequestOutcome& outcome);
 // ListServices as the bus calls it.
 std::vector<BusServiceDescription> listServicesOnBus(const RequestServer& server);
 

@@ -4,6 +4,8 @@
 #include <chrono>
 #include <cstdint>
 #include <memory>
+#include <span>
+#include <string>
 #include <vector>
 
 #include "provider/bus_pasteboard.h"
@@ -25,25 +27,32 @@ std::vector<OutgoingItem> requestItems(const BusPasteboard& request) {
   return items;
 }
 
-// The answer's contents copied out of the reply, which goes away with the call.
-BusPasteboard busPasteboard(std::span<const PasteboardItem> items) {
-  BusPasteboard pasteboard;
-  pasteboard.reserve(items.size());
+// The answer's contents copied out of the reply, which goes away with the call: the alert panel
+// apart, the rest as the pasteboard.
+void readAnswer(std::span<const PasteboardItem> items, ProviderReply& answer) {
+  answer.pasteboard.reserve(items.size());
   for (const PasteboardItem& item : items) {
-    pasteboard.emplace_back(std::string(item.type),
-                            std::vector<std::uint8_t>(item.content.begin(), item.content.end()));
+    if (item.type == kPanelTitleType) {
+      answer.panel.emplace().title = item.content;
+    } else if (item.type == kPanelMessageType && answer.panel) {
+      answer.panel->message = item.content;
+    } else {
+      answer.pasteboard.emplace_back(
+          std::string(item.type),
+          std::vector<std::uint8_t>(item.content.begin(), item.content.end()));
+    }
   }
-  return pasteboard;
 }
 
 BusOptions optionsFor(std::string_view application) {
   BusOptions options;
   if (!application.empty()) options["application"] = std::string(application);
+  options["panel"] = std::string("return");
   return options;
 }
 
 ProviderReply failed(const sdbus::Error& error) {
-  return {ProviderFailure{requestProblemNamed(error.getName()), error.getMessage()}, {}, {}};
+  return {ProviderFailure{requestProblemNamed(error.getName()), error.getMessage()}, {}, {}, {}};
 }
 
 }  // namespace
@@ -58,8 +67,22 @@ std::string ProviderFailure::description() const {
   return message;
 }
 
+std::size_t contentBytes(const BusPasteboard& pasteboard) {
+  std::size_t total = 0;
+  for (const auto& entry : pasteboard) total += entry.get<1>().size();
+  return total;
+}
+
+ProviderFailure selectionTooLarge() {
+  return {RequestProblem::tooLarge, "the selection is larger than " +
+                                        std::to_string(kMaxSelectionBytes >> 20) +
+                                        " MiB, more than the provider takes"};
+}
+
 ProviderReply performOnProvider(sdbus::IProxy& provider, std::string_view service,
                                 const BusPasteboard& request, std::string_view application) {
+  // The provider would refuse it only after it had all come over the bus.
+  if (contentBytes(request) > kMaxSelectionBytes) return {selectionTooLarge(), {}, {}, {}};
   try {
     sdbus::MethodCall call = provider.createMethodCall(std::string(kInterfaceName), "Perform");
     call << std::string(service);
@@ -67,7 +90,7 @@ ProviderReply performOnProvider(sdbus::IProxy& provider, std::string_view servic
     call << std::string() << optionsFor(application);
     sdbus::MethodReply reply = provider.callMethod(call, kPerformTimeout);
     ProviderReply answer;
-    answer.pasteboard = busPasteboard(readPasteboard(rawMessage(reply)));
+    readAnswer(readPasteboard(rawMessage(reply)), answer);
     reply >> answer.error;
     return answer;
   } catch (const sdbus::Error& error) {

@@ -158,6 +158,11 @@ RequestServer::RequestServer(ServiceEnvironment environment)
 ServiceEnvironment RequestServer::withRequestHooks(ServiceEnvironment environment) {
   environment.activeApplicationName = [this] { return application_; };
   environment.terminate = [this] { terminationRequested_ = true; };
+  environment.runAlertPanel = [this, show = std::move(environment.runAlertPanel)](
+                                  std::u16string_view title, std::u16string_view message) {
+    if (!returnPanel_) return show(title, message);
+    panel_ = AlertPanel{std::u16string(title), std::u16string(message)};
+  };
   return environment;
 }
 
@@ -177,12 +182,15 @@ RequestOutcome RequestServer::perform(std::string_view service,
 
   const int changeCount = request.changeCount();
   application_ = options.application;
+  returnPanel_ = options.returnPanel;
   if (entry) {
     performService(textrix_, *entry, request, userData, outcome.error);
   } else {
     performUserAction(textrix_, *action, request, outcome.error);
   }
   application_.clear();
+  returnPanel_ = false;
+  outcome.panel = std::exchange(panel_, std::nullopt);
   if (!outcome.error.empty() || request.changeCount() == changeCount) return outcome;
 
   std::size_t total = 0;

@@ -89,15 +89,27 @@ std::vector<OutgoingItem> outgoingItems(const ServicePasteboard& pasteboard);
 struct RequestOptions {
   std::string application;  // the requesting application's name: "Mail"
   std::string pasteboard;   // the request pasteboard's name; empty is a private pasteboard
+  // Whether an alert the service raises goes back to the client, which shows it where its user
+  // is, instead of being shown by the provider.
+  bool returnPanel = false;
+};
+
+// An alert panel that a service raised (statistics): its title and its message.
+struct AlertPanel {
+  std::u16string title;
+  std::u16string message;
+
+  bool operator==(const AlertPanel&) const = default;
 };
 
 // The answer to a request: a failure, or the pasteboard the service wrote its result on (with no
-// types declared when it wrote nothing: its message, statistics, speech) and its message (empty on
-// success).
+// types declared when it wrote nothing: its message, statistics, speech), its message (empty on
+// success) and, when the request asked for it back, the alert panel it raised.
 struct RequestOutcome {
   std::optional<RequestError> failure;
   ServicePasteboard pasteboard;
   std::string error;
+  std::optional<AlertPanel> panel;
 };
 
 // A service as ListServices describes it. A user action's handler is the path of the file that
@@ -123,7 +135,8 @@ class RequestServer final {
   // Runs the named service (command or handler name), or else the user action of that name or
   // file (services/user_actions.h, looked up anew for each request), on the request's pasteboard,
   // whose contents are read before it returns. Never throws for bad input: every problem is in the
-  // outcome's failure; a failing action is its message.
+  // outcome's failure; a failing action is its message. An alert the service raises is shown
+  // through the environment, or with options.returnPanel kept in the outcome instead.
   RequestOutcome perform(std::string_view service, std::span<const PasteboardItem> pasteboard,
                          std::string_view userData, const RequestOptions& options);
   // The services that can be performed, in the order of the menu, then the user actions by name.
@@ -136,7 +149,9 @@ class RequestServer final {
  private:
   ServiceEnvironment withRequestHooks(ServiceEnvironment environment);
 
-  std::string application_;  // the application of the request being served
+  std::string application_;          // the application of the request being served
+  bool returnPanel_ = false;         // whether the request being served takes its alert back
+  std::optional<AlertPanel> panel_;  // the alert kept for the request being served
   bool terminationRequested_ = false;
   Textrix textrix_;  // last: its environment reads the members above
 };

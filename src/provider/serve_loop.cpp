@@ -72,10 +72,16 @@ std::optional<std::string> serveOnSessionBus(const ServeOptions& options) {
   const std::string name(kBusName);
   {
     TextrixAdaptor adaptor(*connection, server);
+    // The name is asked for without queueing: a second provider would wait unseen behind the
+    // first, so it ends at once and says why.
     try {
       connection->requestName(name);
     } catch (const sdbus::Error& error) {
-      log("cannot own " + name + ": " + error.getMessage());
+      if (error.getName().find("EEXIST") != std::string::npos ||
+          error.getName().find("FileExists") != std::string::npos) {
+        return "a provider is already serving " + name + " on this bus";
+      }
+      return "cannot own " + name + ": " + error.getMessage();
     }
     runKeepAliveLoop([&] { serveSlice(*connection, server, options.slice); }, Textrix::isSpeaking,
                      log);

@@ -34,9 +34,9 @@ void runKeepAliveLoop(const std::function<void()>& serveSlice,
 
 // The whole life of the provider on the session bus of $DBUS_SESSION_BUS_ADDRESS: provider, tabs,
 // object, name, keep-alive loop, then the name released and the requests already sent to it
-// answered. Speech in progress keeps the loop going. A name that cannot be had is logged and the
-// loop runs all the same. Returns the problem when no session bus can be reached, else none once
-// the loop has ended, however it ended.
+// answered. Speech in progress keeps the loop going. Returns the problem when no session bus can
+// be reached or the name cannot be had ("a provider is already serving org.textrix.Textrix on
+// this bus"), else none once the loop has ended, however it ended.
 std::optional<std::string> serveOnSessionBus(const ServeOptions& options);
 
 }  // namespace textrix

@@ -150,10 +150,204 @@ constexpr ServiceEntry lineByLine(ServiceEntry entry) {
   return entry;
 }
 
+// An entry whose service speaks the text, so that it can be printed or recorded instead.
+constexpr ServiceEntry speaking(ServiceEntry entry) {
+  entry.speaks = true;
+  return entry;
+}
+
+// The help of a service: its paragraph and its example, found by the service's name.
+struct ServiceHelp {
+  std::string_view name;
+  std::string_view help;
+  std::string_view example;
+};
+
+constexpr ServiceHelp kHelp[] = {
+    {"upper",
+     "Changes every letter to its capital form with the full Unicode mapping of no locale, so the "
+     "text may grow (\"straße\" becomes \"STRASSE\"). Rich text keeps its attributes run by run.",
+     "printf 'straße' | textrix upper"},
+    {"lower",
+     "Changes every letter to its small form with the full Unicode mapping of no locale. Rich "
+     "text keeps its attributes run by run.",
+     "printf 'HELLO World' | textrix lower"},
+    {"capitalize-words",
+     "Puts the first letter of every word (by the Unicode word boundaries) in title case and "
+     "every other letter in lower case. Rich text keeps its attributes run by run.",
+     "printf 'hELLO wORLD' | textrix capitalize-words"},
+    {"capitalize-sentences",
+     "Lower-cases the text, then capitalizes its first letter and the first letter after each "
+     "'.', ':' or ';' and after an opening straight double quote; '!' and '?' end no sentence. "
+     "Rich text comes back as plain text.",
+     "printf 'ONE. two; three' | textrix capitalize-sentences"},
+    {"shift-left",
+     "Removes one indentation step from the start of every line: a tab, or blanks up to the tab "
+     "width (the TabulatorWidth setting). Rich text comes back as plain text.",
+     "printf '\\tone\\n    two' | textrix shift-left"},
+    {"shift-right",
+     "Puts a tab in front of every line, none after a final line break. Rich text comes back as "
+     "plain text.",
+     "printf 'one\\ntwo' | textrix shift-right"},
+    {"entab",
+     "Replaces every run of spaces and tabs that ends exactly on a tab stop with one tab; blanks "
+     "short of a stop stay. Tab stops are every TabulatorWidth columns. Rich text keeps its "
+     "attributes.",
+     "printf 'a       b' | textrix entab"},
+    {"detab",
+     "Replaces every tab with the spaces up to the next tab stop, every TabulatorWidth columns. "
+     "Rich text keeps its attributes.",
+     "printf 'a\\tb' | textrix detab"},
+    {"trim-left",
+     "Removes the spaces and tabs at the start of every line. Rich text comes back as plain text.",
+     "printf '  one\\n\\ttwo' | textrix trim-left"},
+    {"trim-right",
+     "Removes the spaces and tabs at the end of every line, keeping the line breaks. Rich text "
+     "comes back as plain text.",
+     "printf 'one  \\ntwo\\t' | textrix trim-right"},
+    {"trim",
+     "Removes the spaces and tabs at both ends of every line, keeping the line breaks. Rich text "
+     "comes back as plain text.",
+     "printf '  one  \\n two ' | textrix trim"},
+    {"speak-native",
+     "Reads the text aloud with the user's speech server, else with espeak-ng's default voice, "
+     "and returns when the speech has ended. --print prints the text instead, --wav FILE "
+     "records the speech in a WAV file. Writes no result.",
+     "printf 'Hello' | textrix speak-native --wav hello.wav"},
+    {"speak-german",
+     "Respells German text as English-like phonetic text, spelling out digits and symbols in "
+     "German words, and reads that aloud with the default voice. --print prints the respelled "
+     "text, --wav FILE records the speech in a WAV file. Writes no result.",
+     "printf 'ich' | textrix speak-german --print"},
+    {"stop-speaking",
+     "Stops the speech that a speak service of this process or of the provider is making. Reads "
+     "no selection and writes no result.",
+     "textrix call stop-speaking </dev/null"},
+    {"sort-ascending",
+     "Sorts the lines from A to Z, ignoring case. The line endings stay where they were, so a "
+     "text without a final line break still ends without one. Rich text comes back as plain "
+     "text.",
+     "printf 'pear\\nApple\\nfig' | textrix sort-ascending"},
+    {"sort-descending",
+     "Sorts the lines from Z to A, ignoring case. The line endings stay where they were. Rich "
+     "text comes back as plain text.",
+     "printf 'pear\\nApple\\nfig' | textrix sort-descending"},
+    {"insert-time",
+     "Writes the current time in the NSTimeFormatString format in place of the selection, which "
+     "is not read.",
+     "textrix insert-time </dev/null"},
+    {"insert-short-date",
+     "Writes today's date in the NSShortDateFormatString format in place of the selection, which "
+     "is not read.",
+     "textrix insert-short-date </dev/null"},
+    {"insert-long-date",
+     "Writes today's date in the NSDateFormatString format in place of the selection, which is "
+     "not read.",
+     "textrix insert-long-date </dev/null"},
+    {"insert-short-date-time",
+     "Writes the short date and the time (NSShortDateFormatString and NSTimeFormatString) in "
+     "place of the selection, which is not read.",
+     "textrix insert-short-date-time </dev/null"},
+    {"insert-long-date-time",
+     "Writes the long date and the time (NSDateFormatString and NSTimeFormatString) in place of "
+     "the selection, which is not read.",
+     "textrix insert-long-date-time </dev/null"},
+    {"insert-path",
+     "Takes the selection as the path of a folder (a leading ~ is your home) and writes the paths "
+     "of everything below it, at any depth, one a line. Reports its message when the path names "
+     "no folder.",
+     "printf '~/Documents' | textrix insert-path"},
+    {"reformat",
+     "Turns hard-wrapped, mail-quoted text into flowing paragraphs: removes the > and < marks, "
+     "trims every line, joins the lines of a paragraph with single spaces and separates "
+     "paragraphs by a blank line. Rich text keeps its attributes.",
+     "printf '> Hello\\n> world.\\n>\\n> Bye\\n' | textrix reformat"},
+    {"remove-attachments",
+     "Removes the pictures and files embedded in rich text and keeps everything else; an RTFD "
+     "with no attachment left comes back as RTF. Plain text comes back unchanged.",
+     "textrix remove-attachments letter.rtfd >letter.rtf"},
+    {"remove-links",
+     "Turns the links of rich text into ordinary text, without their underline and colour. Plain "
+     "text comes back unchanged.",
+     "textrix remove-links page.rtf >plain-links.rtf"},
+    {"remove-multiple-spaces",
+     "Replaces every run of spaces and tabs with one space. Rich text keeps its attributes.",
+     "printf 'a  \\t b' | textrix remove-multiple-spaces"},
+    {"remove-multiple-feeds",
+     "Replaces every run of line breaks with one, so that no empty line is left. Rich text keeps "
+     "its attributes.",
+     "printf 'one\\n\\n\\ntwo' | textrix remove-multiple-feeds"},
+    {"remove-quotes",
+     "Removes every > and < of mail quoting; the blanks after them stay. Rich text keeps its "
+     "attributes.",
+     "printf '> quoted\\n>> twice' | textrix remove-quotes"},
+    {"remove-line-endings",
+     "Joins the lines into one, with a space where each line break was. Rich text comes back as "
+     "plain text.",
+     "printf 'one\\ntwo\\r\\nthree' | textrix remove-line-endings"},
+    {"macintosh-line-endings",
+     "Ends every line with a carriage return (CR), whatever ended it before. Rich text comes back "
+     "as plain text.",
+     "printf 'one\\r\\ntwo\\n' | textrix macintosh-line-endings"},
+    {"unix-line-endings",
+     "Ends every line with a line feed (LF), whatever ended it before. Rich text comes back as "
+     "plain text.",
+     "printf 'one\\r\\ntwo\\r' | textrix unix-line-endings"},
+    {"windows-line-endings",
+     "Ends every line with a carriage return and a line feed (CR LF), whatever ended it before. "
+     "Rich text comes back as plain text.",
+     "printf 'one\\ntwo\\n' | textrix windows-line-endings"},
+    {"rotate",
+     "Moves each letter A to Z and a to z 13 places on in the alphabet (ROT13); other characters "
+     "stay, and rotating twice gives the text back. Rich text comes back as plain text.",
+     "printf 'Hello, World!' | textrix rotate"},
+    {"mac2windows",
+     "Repairs text whose Windows-1252 bytes were read as Mac OS Roman: each character goes back "
+     "to its Windows-1252 byte and is read as Mac OS Roman. Characters below U+0080 stay.",
+     "printf '\\xc3\\xa9' | textrix mac2windows"},
+    {"windows2mac",
+     "Repairs text whose Mac OS Roman bytes were read as Windows-1252: each character goes back "
+     "to its Mac OS Roman byte and is read as Windows-1252. Characters below U+0080 stay.",
+     "printf '\\xc3\\xa9' | textrix windows2mac"},
+    {"smart-quotes",
+     "Turns every straight double quote alternately into the opening and closing quote of your "
+     "language, and every straight apostrophe into a typographic one. Rich text keeps its "
+     "attributes.",
+     "printf 'say \"hi\", it'\\''s' | textrix smart-quotes"},
+    {"straight-quotes",
+     "Turns typographic single quotes, apostrophes and accents into ' and typographic double "
+     "quotes and guillemets into \". Rich text keeps its attributes.",
+     "printf '\\xe2\\x80\\x9chi\\xe2\\x80\\x9d' | textrix straight-quotes"},
+    {"statistics",
+     "Counts the characters, spaces, words and lines of the text and prints the panel: its title, "
+     "then the counts. Writes no result.",
+     "printf 'hello world' | textrix statistics"},
+};
+
+// The help that kHelp holds for name; an empty paragraph for a name it lacks.
+constexpr ServiceHelp helpOf(std::string_view name) {
+  for (const ServiceHelp& help : kHelp) {
+    if (help.name == name) return help;
+  }
+  return {name, {}, {}};
+}
+
+// The entries with their help put in, every one of them: a service without help does not build.
+template <std::size_t size>
+constexpr std::array<ServiceEntry, size> explained(std::array<ServiceEntry, size> entries) {
+  for (ServiceEntry& entry : entries) {
+    const ServiceHelp help = helpOf(entry.name);
+    if (help.help.empty() || help.example.empty()) throw "a service without help";
+    entry.help = help.help;
+    entry.example = help.example;
+  }
+  return entries;
+}
+
 using M = ReadMode;
 
 // The services in the order of the menu.
-const std::array kCatalogue = {
+constexpr std::array kCatalogue = explained(std::array{
     lineByLine(textService(
         "upper", "doUpperService:userData:error:", M::mutableCopy, kUpperCaseMessage, "Upper Case",
         "Changes every letter to its capital form.", editing([](auto& text) { uppercase(text); }))),
@@ -202,11 +396,12 @@ const std::array kCatalogue = {
         "trim", "doTrimService:userData:error:", M::plain, kTrimMessage, "Trim Lines",
         "Removes the spaces and tabs at both ends of every line.",
         mapping([](std::u16string_view text) { return stringByTrimmingLines(text, true, true); }))),
-    silentService("speak-native", "doSpeakNativeService:userData:error:", M::plain, "Speak",
-                  "Reads the text aloud with the default voice.", speakSelection<false>),
-    silentService("speak-german", "doSpeakGermanService:userData:error:", M::plain, "Speak German",
-                  "Reads German text aloud, respelled for the default voice.",
-                  speakSelection<true>),
+    speaking(silentService("speak-native", "doSpeakNativeService:userData:error:", M::plain,
+                           "Speak", "Reads the text aloud with the default voice.",
+                           speakSelection<false>)),
+    speaking(silentService(
+        "speak-german", "doSpeakGermanService:userData:error:", M::plain, "Speak German",
+        "Reads German text aloud, respelled for the default voice.", speakSelection<true>)),
     silentService("stop-speaking", "doStopSpeakingService:userData:error:", M::none,
                   "Stop Speaking", "Stops the speech in progress.", stopSpeech),
     textService("sort-ascending", "doSortAscendingService:userData:error:", M::plain, kSortMessage,
@@ -315,7 +510,7 @@ const std::array kCatalogue = {
     silentService("statistics", "doStatisticsService:userData:error:", M::plain, "Statistics",
                   "Counts the characters, spaces, words and lines, and shows the counts.",
                   showStatistics),
-};
+});
 
 bool offersPlainTextOnly(const ServicePasteboard& pasteboard) {
   return !pasteboard.containsType(kRTFDPboardType) && !pasteboard.containsType(kRTFPboardType) &&

@@ -2,8 +2,8 @@
 // The catalogue of services: the one description of every service the provider offers. An entry
 // names the service (command name and handler name), says how the selection is read, what is done
 // to it, the one message reported when it cannot be done, the pasteboard types taken and given,
-// the menu title and a one-line summary of what it does. One runner serves every entry: it reads,
-// transforms, and writes the result back or reports the message.
+// the menu title, a one-line summary and a paragraph of help with an example. One runner serves
+// every entry: it reads, transforms, and writes the result back or reports the message.
 //
 //   const textrix::ServiceEntry* entry = textrix::findService("upper");
 //   std::string error;
@@ -56,6 +56,11 @@ struct ServiceEntry {
   // each depending on its line alone, with a result for any text: such a service can go through a
   // long text line by line.
   bool linesIndependent = false;
+  // What the service does, in a paragraph for its help, and a command line that shows it.
+  std::string_view help = {};
+  std::string_view example = {};
+  // Whether the service speaks the text: the command's --wav and --print apply to it alone.
+  bool speaks = false;
 };
 
 // All services, in the order of the menu.

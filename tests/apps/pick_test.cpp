@@ -85,6 +85,9 @@ class Pick : public PrivateBusTest {
     environment.push_back("DISPLAY=" + display_);
     environment.push_back("DBUS_SESSION_BUS_ADDRESS=" + address_);
     environment.push_back("XDG_STATE_HOME=" + (directory_ / "state").string());
+    // The test's own actions only, whatever this machine has installed.
+    environment.push_back("XDG_CONFIG_HOME=" + (directory_ / "config").string());
+    environment.push_back("XDG_DATA_DIRS=" + (directory_ / "no-data").string());
     return environment;
   }
 
@@ -146,12 +149,15 @@ class Pick : public PrivateBusTest {
     notifications_ = sdbus::createObject(*notificationBus_, "/org/freedesktop/Notifications");
     notifications_->registerMethod("Notify")
         .onInterface("org.freedesktop.Notifications")
-        .implementedAs([this](const std::string&, std::uint32_t, const std::string&,
-                              const std::string&, const std::string& body,
+        .implementedAs([this](const std::string&, std::uint32_t, const std::string& icon,
+                              const std::string& summary, const std::string& body,
                               const std::vector<std::string>&,
-                              const std::map<std::string, sdbus::Variant>&, std::int32_t) {
+                              const std::map<std::string, sdbus::Variant>& hints, std::int32_t) {
           std::lock_guard lock(mutex_);
           bodies_.push_back(body);
+          const auto urgency = hints.find("urgency");
+          styles_.push_back(
+              {icon, summary, urgency == hints.end() ? -1 : urgency->second.get<std::uint8_t>()});
           return std::uint32_t{1};
         });
     notifications_->finishRegistration();
@@ -163,12 +169,25 @@ class Pick : public PrivateBusTest {
     return bodies_;
   }
 
+  // How a notification looks: its icon, its summary and its urgency (-1 when none is given).
+  struct NotificationStyle {
+    std::string icon;
+    std::string summary;
+    int urgency;
+    bool operator==(const NotificationStyle&) const = default;
+  };
+  std::vector<NotificationStyle> notificationStyles() {
+    std::lock_guard lock(mutex_);
+    return styles_;
+  }
+
   pid_t server_ = -1;
   std::string display_;
   std::unique_ptr<sdbus::IConnection> notificationBus_;
   std::unique_ptr<sdbus::IObject> notifications_;
   std::mutex mutex_;
   std::vector<std::string> bodies_;
+  std::vector<NotificationStyle> styles_;
 };
 
 TEST_F(Pick, RichSelectionBecomesRtfAndPlainTextOnTheClipboard) {
@@ -268,6 +287,33 @@ TEST_F(Pick, WhatWritesNothingLeavesTheClipboard) {
   environment.push_back("DBUS_SESSION_BUS_ADDRESS=unix:path=" + (directory_ / "none").string());
   EXPECT_EQ(execute({TEXTRIX_COMMAND, "pick", "upper"}, {}, environment).status, 3);
   EXPECT_EQ(selectionAs("clipboard", "UTF8_STRING"), "before");
+}
+
+// Statistics tells what it counted as information, with the panel's title as the summary, and
+// prints it too when pick runs in a terminal; the clipboard stays as it was.
+TEST_F(Pick, StatisticsIsAnInformationNotification) {
+  ASSERT_NO_FATAL_FAILURE(listenForNotifications());
+  ASSERT_NO_FATAL_FAILURE(offer("clipboard", "UTF8_STRING", "before"));
+  ASSERT_NO_FATAL_FAILURE(offer("primary", "UTF8_STRING", "two words\nand three"));
+  const std::string panel = runCommand({"statistics"}, "two words\nand three").out;
+  const std::string message = panel.substr(std::string("Statistics\n").size());
+
+  const Outcome picked = pick({"statistics"});
+  EXPECT_EQ(picked.status, 0) << picked.err;
+  EXPECT_EQ(picked.out, "");  // no terminal
+  EXPECT_EQ(notificationBodies(), std::vector<std::string>{message});
+  const NotificationStyle information{"dialog-information", "Statistics", 1};
+  EXPECT_EQ(notificationStyles(), std::vector<NotificationStyle>{information});
+  EXPECT_EQ(selectionAs("clipboard", "UTF8_STRING"), "before");
+
+  const Outcome inTerminal = execute(
+      {"/usr/bin/script", "-qec", std::string(TEXTRIX_COMMAND) + " pick statistics", "/dev/null"},
+      {}, desktopEnvironment());
+  EXPECT_EQ(inTerminal.status, 0) << inTerminal.err;
+  std::string printed = inTerminal.out;
+  std::erase(printed, '\r');  // the terminal ends its lines with CR LF
+  EXPECT_EQ(printed, panel);
+  EXPECT_EQ(notificationStyles().size(), 2u);
 }
 
 TEST_F(Pick, MissingDesktopOrChooserIsExitStatusFour) {
@@ -405,8 +451,7 @@ TEST_F(Pick, OffersTheUsersActionsAfterTheServices) {
       ->callMethod("UpdateActivationEnvironment")
       .onInterface("org.freedesktop.DBus")
       .withArguments(variables);
-  std::vector<std::string> environment = desktopEnvironment();
-  for (const auto& [name, value] : variables) environment.push_back(name + "=" + value);
+  const std::vector<std::string> environment = desktopEnvironment();
 
   ASSERT_NO_FATAL_FAILURE(offer("primary", "UTF8_STRING", "hello"));
   const std::filesystem::path input = directory_ / "offered";

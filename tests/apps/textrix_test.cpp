@@ -188,6 +188,101 @@ TEST_F(Command, ListsEveryServiceWithItsTitle) {
   EXPECT_NE(help.out.find("remove-multiple-feeds"), std::string::npos);
 }
 
+TEST_F(Command, RefusesBadCommandLinesWithAClearMessage) {
+  struct Case {
+    std::vector<std::string> arguments;
+    std::string error;  // the first line on standard error
+  };
+  const Case cases[] = {
+      {{"uper"}, "textrix: unknown service uper; did you mean upper?"},
+      {{"lst"}, "textrix: unknown service lst; did you mean list?"},
+      {{"pick", "uper"}, "textrix: unknown service uper; did you mean upper?"},
+      {{"list", "--lng"}, "textrix: unknown option --lng; did you mean --long?"},
+      {{"--bogus"}, "textrix: unknown option --bogus"},
+      {{"upper", "--type"}, "textrix: --type needs plain, rtf or rtfd"},
+      {{"upper", "--wav", "x.wav"}, "textrix: --wav is only for speak-native and speak-german"},
+      {{"upper", "--print"}, "textrix: --print is only for speak-native and speak-german"},
+      {{"speak-native", "--wav"}, "textrix: --wav needs a file name"},
+      {{"speak-native", "--wav", "--print"}, "textrix: --wav needs a file name, not --print"},
+      {{"speak-native", "--wav", "x.wav", "--print"},
+       "textrix: --wav and --print exclude each other"},
+      {{"speak-native", "--wav", "/nonexistent/x.wav"},
+       "textrix: cannot write /nonexistent/x.wav: No such file or directory"},
+      {{"serve", "--slice", "0"}, "textrix: --slice needs a number of seconds, more than 0"},
+      {{"serve", "--slice=-1"}, "textrix: --slice needs a number of seconds, more than 0"},
+      {{"pick", "--chooser"}, "textrix: --chooser needs a command"},
+      {{"pick", "upper", "lower"}, "textrix: pick takes one service"},
+      {{"pick", "--repeat", "upper"}, "textrix: pick --repeat takes no service"},
+      {{"list", "x"}, "textrix: list takes no arguments"},
+      {{"call"}, "textrix: call needs a service"},
+      {{"help", "upper", "lower"}, "textrix: help takes one command"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(testing::PrintToString(c.arguments));
+    const Outcome result = run(c.arguments, "speech");
+    EXPECT_EQ(result.status, 2);
+    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(result.err.substr(0, result.err.find('\n')), c.error);
+  }
+  EXPECT_FALSE(std::filesystem::exists(directory_ / "x.wav"));
+}
+
+TEST_F(Command, EveryServiceAndSubcommandHasItsHelp) {
+  struct Case {
+    std::vector<std::string> arguments;
+    std::vector<std::string> contains;
+  };
+  const Case cases[] = {
+      {{"detab", "--help"},
+       {"Usage: textrix detab", "printf 'a\\tb' | textrix detab", "Takes: NSStringPboardType",
+        "Error: Couldn't de/encode tabs of string."}},
+      {{"help", "mac2windows"}, {"Repair Mac Text for Windows: Repairs text whose Windows-1252"}},
+      {{"speak-native", "-h"}, {"--wav FILE", "--print"}},
+      {{"upper", "a", "b", "--help"}, {"Usage: textrix upper"}},
+      {{"call", "--help"}, {"Usage: textrix call", "--application NAME"}},
+      {{"pick", "--help"}, {"--repeat", "--clipboard", "--chooser COMMAND"}},
+      {{"defaults", "--help"}, {"TabulatorWidth", "NSTimeFormatString"}},
+      {{"serve", "--help"}, {"--slice SECONDS"}},
+      {{"list", "--help"}, {"--long"}},
+      {{"--help"},
+       {"--wav FILE", "--print", "--slice", "--application", "--clipboard", "--chooser", "--repeat",
+        "Exit status", "NSDateFormatString", "actions", "Repairs Mac text read as Windows text"}},
+      {{"help"}, {"Usage: textrix SERVICE"}},
+      {{"-V"}, {"textrix "}},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(testing::PrintToString(c.arguments));
+    const Outcome result = run(c.arguments);
+    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_EQ(result.err, "");
+    for (const std::string& part : c.contains) {
+      EXPECT_NE(result.out.find(part), std::string::npos) << part << "\n" << result.out;
+    }
+  }
+}
+
+TEST_F(Command, TakesAFileNamedLikeAnOptionAfterTheOptionsEnd) {
+  const std::filesystem::path file = directory_ / "-x";
+  std::ofstream(file) << "dash";
+  const std::filesystem::path previous = std::filesystem::current_path();
+  std::filesystem::current_path(directory_);
+  const Outcome result = run({"upper", "--", "-x"});
+  const Outcome asOption = run({"upper", "-x"});
+  std::filesystem::current_path(previous);
+  EXPECT_EQ(result.status, 0) << result.err;
+  EXPECT_EQ(result.out, "DASH");
+  EXPECT_EQ(asOption.status, 2);
+  EXPECT_EQ(run({"upper", "--type=plain", "-"}, "x").out, "X");
+}
+
+TEST_F(Command, ListsLongWithTheSummaries) {
+  const Outcome result = run({"list", "--long"});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(std::count(result.out.begin(), result.out.end(), '\n'), 38);
+  EXPECT_NE(result.out.find("upper\tUpper Case\tChanges every letter to its capital form.\n"),
+            std::string::npos);
+}
+
 TEST_F(Command, KeepsTheFormattingOfAWordProcessorsRtf) {
   const std::string fixture = TEXTRIX_FIXTURES_DIR "/libreoffice_formatted.rtf";
   const textrix::RichTextReading original = textrix::readRtf(slurp(fixture));

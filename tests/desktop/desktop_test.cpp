@@ -5,8 +5,11 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <string>
+#include <vector>
 
 #include "support/files.h"
 #include "support/pasteboards.h"
@@ -50,7 +53,9 @@ TEST_F(DesktopHelpers, ClipboardGoesThroughTheProgramOfTheDisplay) {
   EXPECT_EQ(recorded("wl-copy", "in"), "{\\rtf1 x}");
 }
 
-TEST_F(DesktopHelpers, AlertIsADialogANotificationOrALogLine) {
+// An alert tells what a service found (statistics), so it is shown as information, never in the
+// style of an error.
+TEST_F(DesktopHelpers, AlertIsAnInformationDialogANotificationOrALogLine) {
   std::vector<std::string> logged;
   const auto log = [&](const std::string& line) { logged.push_back(line); };
   showAlert(desktop("", ":0"), u"Statistics", u"Words:2\n", log);
@@ -58,14 +63,32 @@ TEST_F(DesktopHelpers, AlertIsADialogANotificationOrALogLine) {
 
   fakeProgram("notify-send");
   showAlert(desktop("", ":0"), u"Statistics", u"Words:2\n", log);
-  EXPECT_EQ(recorded("notify-send", "args"), "--urgency=critical|Statistics|Words:2\n|");
+  EXPECT_EQ(recorded("notify-send", "args"), "--urgency=normal|Statistics|Words:2\n|");
+
+  fakeProgram("kdialog");
+  showAlert(desktop("", ":0"), u"Statistics", u"Words:5\n", log);
+  EXPECT_EQ(recorded("kdialog", "args"), "--title|Statistics|--msgbox|Words:5\n|");
 
   fakeProgram("zenity");
   showAlert(desktop("", ""), u"Statistics", u"Words:3\n", log);
   EXPECT_FALSE(std::filesystem::exists(directory_ / "zenity.args"));  // no display, no dialog
   showAlert(desktop("", ":0"), u"Statistics", u"Words:4\n", log);
-  EXPECT_EQ(recorded("zenity", "args"), "--error|--no-markup|--title|Statistics|--text|Words:4\n|");
+  EXPECT_EQ(recorded("zenity", "args"), "--info|--no-markup|--title|Statistics|--text|Words:4\n|");
   EXPECT_EQ(logged.size(), 1u);
+}
+
+TEST_F(DesktopHelpers, InformationWithoutANotificationServerGoesThroughNotifySend) {
+  const std::string unreachable = "unix:path=" + (directory_ / "no-bus").string();
+  ASSERT_EQ(setenv("DBUS_SESSION_BUS_ADDRESS", unreachable.c_str(), 1), 0);
+  notifyInformation(desktop("", ":0"), "Statistics", "Words:2\n");
+  EXPECT_FALSE(std::filesystem::exists(directory_ / "notify-send.args"));  // none to run
+
+  fakeProgram("notify-send");
+  notifyInformation(desktop("", ":0"), "Statistics", "Words:2\n");
+  EXPECT_EQ(recorded("notify-send", "args"),
+            "--urgency=normal|--icon=dialog-information|Statistics|Words:2\n|");
+  notify(desktop("", ":0"), "textrix: nothing is selected");
+  EXPECT_EQ(recorded("notify-send", "args"), "Textrix|textrix: nothing is selected|");
 }
 
 }  // namespace

@@ -31,5 +31,20 @@ TEST(ProviderFailures, TellWhetherTheRequestWasRefusedAndWhy) {
   }
 }
 
+// A selection over the limit is refused on the client's side, as input the provider would refuse.
+TEST(ProviderFailures, TooLargeASelectionIsRefusedAsTheProviderWould) {
+  const ProviderFailure failure = selectionTooLarge();
+  EXPECT_TRUE(failure.refused());
+  EXPECT_EQ(failure.problem, RequestProblem::tooLarge);
+  EXPECT_EQ(failure.description(),
+            "the selection is larger than 32 MiB, more than the provider takes");
+}
+
+TEST(ProviderRequests, ContentBytesCountEveryType) {
+  const BusPasteboard pasteboard = {{"text/rtf", {'{', '}'}}, {"NSStringPboardType", {'a'}}};
+  EXPECT_EQ(contentBytes(pasteboard), 3u);
+  EXPECT_EQ(contentBytes({}), 0u);
+}
+
 }  // namespace
 }  // namespace textrix

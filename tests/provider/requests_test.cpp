@@ -4,11 +4,17 @@
 
 #include <gtest/gtest.h>
 
+#include <map>
+#include <optional>
 #include <stdexcept>
+#include <string>
+#include <vector>
 
 #include "provider/bus_adaptor.h"
 #include "provider/serve_loop.h"
 #include "services/catalogue.h"
+#include "services/statistics.h"
+#include "support/pasteboards.h"
 
 namespace textrix {
 namespace {
@@ -166,6 +172,82 @@ TEST(BusHandlers, UnknownOptionsAreIgnored) {
         performOnBus(provider, "upper", text, "", {{option, sdbus::Variant(std::string("Mail"))}});
     EXPECT_EQ(handedBack(outcome.pasteboard), (HandedBack{{"NSStringPboardType", "A"}}));
   }
+}
+
+// A request that takes its alert back gets it in the outcome and nothing is shown; one that does
+// not has it shown, as every request had before the option, and gets none. Statistics ends the
+// process either way.
+TEST(ProviderRequests, AlertIsShownOrHandedBackAsTheRequestAsks) {
+  const AlertPanel counts{statisticsTitle(), statisticsMessage(statisticsOfString(u"two words"))};
+  const struct {
+    bool returnPanel;
+    std::optional<AlertPanel> handedBack;
+    std::vector<AlertPanel> shown;
+  } cases[] = {
+      {false, std::nullopt, {counts}},
+      {true, counts, {}},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.returnPanel);
+    std::vector<AlertPanel> shown;
+    ServiceEnvironment environment;
+    environment.runAlertPanel = [&](std::u16string_view title, std::u16string_view message) {
+      shown.push_back({std::u16string(title), std::u16string(message)});
+    };
+    RequestServer provider(std::move(environment));
+    RequestOptions options;
+    options.returnPanel = c.returnPanel;
+    const RequestOutcome outcome =
+        provider.perform("statistics", {{{"NSStringPboardType", "two words"}}}, "", options);
+    EXPECT_FALSE(outcome.failure);
+    EXPECT_EQ(outcome.panel, c.handedBack);
+    EXPECT_EQ(shown, c.shown);
+    EXPECT_TRUE(outcome.pasteboard.types().empty());
+    EXPECT_TRUE(provider.terminationRequested());
+    // The panel belongs to its request alone.
+    EXPECT_FALSE(provider.perform("upper", {{{"NSStringPboardType", "a"}}}, "", options).panel);
+  }
+}
+
+TEST(BusHandlers, PanelOptionSaysWhetherTheAlertComesBack) {
+  using Options = std::map<std::string, sdbus::Variant>;
+  const struct {
+    Options options;
+    std::optional<bool> returnPanel;  // none: refused as an invalid option
+  } cases[] = {
+      {{}, false},
+      {{{"panel", sdbus::Variant(std::string("show"))}}, false},
+      {{{"panel", sdbus::Variant(std::string("return"))}}, true},
+      {{{"panel", sdbus::Variant(std::string("Return"))}}, std::nullopt},
+      {{{"panel", sdbus::Variant(true)}}, std::nullopt},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(testing::PrintToString(c.returnPanel));
+    try {
+      EXPECT_EQ(requestOptionsFromBus(c.options).returnPanel, c.returnPanel);
+    } catch (const sdbus::Error& error) {
+      EXPECT_FALSE(c.returnPanel) << error.getMessage();
+      EXPECT_EQ(error.getName(), "org.textrix.Textrix1.Error.InvalidOption");
+    }
+  }
+}
+
+// The panel goes after the result, as UTF-8 under the panel's own types.
+TEST(BusHandlers, ReplyCarriesTheResultThenThePanel) {
+  RequestOutcome outcome;
+  outcome.pasteboard = testing_pasteboards::plainPasteboard(u"r\u00e9sultat");
+  outcome.panel = AlertPanel{u"Statistik", u"W\u00f6rter:2\n"};
+  HandedBack items;
+  for (const OutgoingItem& item : replyItems(outcome)) {
+    std::string bytes(item.size(), '\0');
+    item.copyTo(bytes.data());
+    items.emplace_back(item.type, std::move(bytes));
+  }
+  EXPECT_EQ(items, (HandedBack{{"NSStringPboardType", "r\xC3\xA9sultat"},
+                               {"org.textrix.Panel.Title", "Statistik"},
+                               {"org.textrix.Panel.Message", "W\xC3\xB6rter:2\n"}}));
+  outcome.panel.reset();
+  EXPECT_EQ(replyItems(outcome).size(), 1u);
 }
 
 TEST(KeepAliveLoop, ServesSlicesWhileSpeaking) {
