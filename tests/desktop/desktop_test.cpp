@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "support/fake_programs.h"
 #include "support/files.h"
 #include "support/pasteboards.h"
 #include "support/scratch.h"
@@ -18,17 +19,8 @@
 namespace textrix {
 namespace {
 
-class DesktopHelpers : public ScratchTest {
+class DesktopHelpers : public FakeProgramsTest {
  protected:
-  // A program NAME that records its arguments and its standard input in NAME.args and NAME.in.
-  void fakeProgram(const std::string& name) const {
-    const auto path = directory_ / name;
-    std::ofstream(path) << "#!/bin/sh\nprintf '%s|' \"$@\" > \"$0.args\"\ncat > \"$0.in\"\n";
-    std::filesystem::permissions(path, std::filesystem::perms::owner_all);
-  }
-  std::string recorded(const std::string& name, const char* what) const {
-    return slurp(directory_ / (name + "." + what));
-  }
   Desktop desktop(std::string wayland, std::string x) const {
     return {directory_.string(), std::move(wayland), std::move(x)};
   }

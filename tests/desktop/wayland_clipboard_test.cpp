@@ -18,6 +18,7 @@
 
 #include "desktop/desktop.h"
 #include "desktop/selection.h"
+#include "support/fake_programs.h"
 #include "support/headless_sway.h"
 #include "support/pasteboards.h"
 #include "support/unloadable_libraries.h"
@@ -210,18 +211,7 @@ class BareCompositor {
   std::thread thread_;
 };
 
-class WaylandClipboardFallback : public ScratchTest {
- protected:
-  // A program NAME that records its arguments and its standard input in NAME.args and NAME.in.
-  void fakeProgram(const std::string& name) const {
-    const auto path = directory_ / name;
-    std::ofstream(path) << "#!/bin/sh\nprintf '%s|' \"$@\" > \"$0.args\"\ncat > \"$0.in\"\n";
-    std::filesystem::permissions(path, std::filesystem::perms::owner_all);
-  }
-  std::string recorded(const std::string& name, const char* what) const {
-    return slurp(directory_ / (name + "." + what));
-  }
-};
+using WaylandClipboardFallback = FakeProgramsTest;
 
 // Where no compositor answers or it lacks the protocol, the problem says why, pick asks for
 // wl-clipboard, and with wl-clipboard there wl-copy offers the first type.
