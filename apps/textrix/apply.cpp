@@ -17,6 +17,7 @@
 #include "command_line.h"
 #include "errors.h"
 #include "filter.h"
+#include "runtime/localization.h"
 #include "services/catalogue.h"
 #include "services/textrix.h"
 #include "services/user_actions.h"
@@ -32,16 +33,25 @@ struct Options {
   bool print = false;
 };
 
+// The lines of the help that tell the types a service or action takes and gives.
+std::string typesFooter(std::string_view sendTypes, std::string_view returnTypes) {
+  return localizedFormat("Takes: {0}", {sendTypes}) + "\n" +
+         localizedFormat("Gives: {0}", {returnTypes}) + "\n";
+}
+
 // The help after the options: an example, the types taken and given, and the message.
 std::string serviceFooter(const ServiceEntry& entry) {
   const auto typesOf = [](std::span<const std::string_view> types) {
     std::string list;
     for (std::string_view type : types) list += (list.empty() ? "" : ", ") + std::string(type);
-    return list.empty() ? std::string("none") : list;
+    return list.empty() ? localized("none") : list;
   };
-  return "Example:\n  " + std::string(entry.example) + "\n\nTakes: " + typesOf(entry.sendTypes) +
-         "\nGives: " + typesOf(entry.returnTypes) + "\nMessage when it cannot be done: " +
-         (entry.errorMessage.empty() ? "none" : std::string(entry.errorMessage)) + "\n";
+  return localized("Example:") + "\n  " + std::string(entry.example) + "\n\n" +
+         typesFooter(typesOf(entry.sendTypes), typesOf(entry.returnTypes)) +
+         localizedFormat(
+             "Message when it cannot be done: {0}",
+             {entry.errorMessage.empty() ? localized("none") : std::string(entry.errorMessage)}) +
+         "\n";
 }
 
 // The help after the options of a user action: where it lives and what it takes and gives.
@@ -51,23 +61,25 @@ std::string actionFooter(const UserAction& action) {
     for (const std::string& type : types) list += (list.empty() ? "" : ", ") + type;
     return list;
   };
-  return "Your action, from " + action.file.string() + "\nTakes: " + typesOf(action.sendTypes()) +
-         "\nGives: " + typesOf(action.returnTypes()) + "\n";
+  return localizedFormat("Your action, from {0}", {action.file.string()}) + "\n" +
+         typesFooter(typesOf(action.sendTypes()), typesOf(action.returnTypes()));
 }
 
 // The parser of a service's command line, its help made of the entry's or the action's texts.
 std::unique_ptr<CLI::App> serviceParser(std::string_view name, const ServiceEntry* entry,
                                         const std::optional<UserAction>& action, Options& options) {
   std::string description =
-      entry ? std::string(entry->menuTitle) + ": " + std::string(entry->help)
+      entry ? localized(entry->menuTitle) + ": " + localized(entry->help)
             : action->title + (action->description.empty() ? "" : ": " + action->description);
   std::unique_ptr<CLI::App> app = subcommandParser(name, description);
   addSelectionArguments(*app, options.selection);
   if (entry && entry->speaks) {
-    addValueOption(
-        *app, "--wav", "FILE", "write the speech to this WAV file instead of the sound device",
-        "--wav needs a file name", [&options](const std::string& file) { options.wav = file; });
-    app->add_flag("--print", options.print, "print the text that would be spoken instead")
+    addValueOption(*app, "--wav", "FILE",
+                   localized("write the speech to this WAV file instead of the sound device"),
+                   localized("--wav needs a file name"),
+                   [&options](const std::string& file) { options.wav = file; });
+    app->add_flag("--print", options.print,
+                  localized("print the text that would be spoken instead"))
         ->disable_flag_override();
   }
   app->footer(entry ? serviceFooter(*entry) : actionFooter(*action));
@@ -93,13 +105,18 @@ std::optional<std::string> unwritableFileProblem(const std::string& file) {
 // told before any speech is made.
 std::optional<CommandError> speechOptionsProblem(const Options& options) {
   if (!options.wav) return std::nullopt;
-  if (options.print) return CommandError{ErrorKind::usage, "--wav and --print exclude each other"};
+  if (options.print) {
+    return CommandError{ErrorKind::usage, localized("--wav and --print exclude each other")};
+  }
   if (options.wav->empty() || options.wav->starts_with("-")) {
-    return CommandError{ErrorKind::usage, "--wav needs a file name, not " +
-                                              (options.wav->empty() ? "nothing" : *options.wav)};
+    return CommandError{
+        ErrorKind::usage,
+        localizedFormat("--wav needs a file name, not {0}",
+                        {options.wav->empty() ? localized("nothing") : *options.wav})};
   }
   if (const std::optional<std::string> problem = unwritableFileProblem(*options.wav)) {
-    return CommandError{ErrorKind::input, "cannot write " + *options.wav + ": " + *problem};
+    return CommandError{ErrorKind::input,
+                        localizedFormat("cannot write {0}: {1}", {*options.wav, *problem})};
   }
   return std::nullopt;
 }
@@ -111,7 +128,7 @@ std::optional<CommandError> misplacedSpeechOption(std::span<const std::string_vi
     const std::string_view name = argument.substr(0, argument.find('='));
     if (name == "--wav" || name == "--print") {
       return CommandError{ErrorKind::usage,
-                          std::string(name) + " is only for speak-native and speak-german"};
+                          localizedFormat("{0} is only for speak-native and speak-german", {name})};
     }
   }
   return std::nullopt;
@@ -155,7 +172,8 @@ int applyService(std::string_view service, std::span<const std::string_view> arg
   if (!(entry && entry->speaks)) {
     if (std::optional<CommandError> error = misplacedSpeechOption(arguments)) return report(*error);
   }
-  if (std::optional<int> status = parseCommandLine(*app, arguments, "more than one file given")) {
+  if (std::optional<int> status =
+          parseCommandLine(*app, arguments, localized("more than one file given"))) {
     return *status;
   }
   if (std::optional<CommandError> error = speechOptionsProblem(options)) return report(*error);

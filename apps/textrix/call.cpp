@@ -13,6 +13,7 @@
 #include "errors.h"
 #include "filter.h"
 #include "provider/client.h"
+#include "runtime/localization.h"
 #include "text/encodings.h"
 
 namespace textrix::command {
@@ -28,16 +29,19 @@ struct CallOptions {
 std::unique_ptr<CLI::App> callParser(CallOptions& options) {
   std::unique_ptr<CLI::App> app = subcommandParser(
       "call",
-      "Sends SERVICE and the selection (FILE, or standard input) to the provider over the session "
-      "bus, which starts it when none runs, and prints the result exactly as 'textrix SERVICE' "
-      "does, with the same exit statuses; exit status 3 when the bus or the provider cannot be "
-      "reached.");
-  app->add_option("SERVICE", options.service, "the service or action to apply")
+      localized(
+          "Sends SERVICE and the selection (FILE, or standard input) to the provider over the "
+          "session "
+          "bus, which starts it when none runs, and prints the result exactly as 'textrix SERVICE' "
+          "does, with the same exit statuses; exit status 3 when the bus or the provider cannot be "
+          "reached."));
+  app->add_option("SERVICE", options.service, localized("the service or action to apply"))
       ->type_name("")
       ->required();
   addSelectionArguments(*app, options.selection);
-  addValueOption(*app, "--application", "NAME", "the application the request is made for",
-                 "--application needs a name",
+  addValueOption(*app, "--application", "NAME",
+                 localized("the application the request is made for"),
+                 localized("--application needs a name"),
                  [&options](const std::string& name) { options.application = name; });
   return app;
 }
@@ -63,10 +67,11 @@ std::optional<CommandError> readSelection(std::optional<std::string_view> file,
 }  // namespace
 
 int callService(std::span<const std::string_view> arguments) {
-  if (arguments.empty()) return report({ErrorKind::usage, "call needs a service"});
+  if (arguments.empty()) return report({ErrorKind::usage, localized("call needs a service")});
   CallOptions options;
   std::unique_ptr<CLI::App> app = callParser(options);
-  if (std::optional<int> status = parseCommandLine(*app, arguments, "more than one file given")) {
+  if (std::optional<int> status =
+          parseCommandLine(*app, arguments, localized("more than one file given"))) {
     return *status;
   }
   const std::string& service = options.service;

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "chooser.h"
+#include "runtime/localization.h"
 
 #include <string_view>
 #include <vector>
@@ -32,8 +33,9 @@ const std::vector<Chooser>& choosers() {
       {"rofi", {"-dmenu", "-i", "-p", "Textrix"}, false, false},
       {"dmenu", {"-i", "-l", "20", "-p", "Textrix"}, false, true},
       {"zenity",
-       {"--list", "--title=Textrix", "--text=Apply to the selection", "--column=Service",
-        "--column=Description", "--print-column=1", "--hide-header", "--width=720", "--height=600"},
+       {"--list", "--title=Textrix", "--text=" + localized("Apply to the selection"),
+        "--column=" + localized("Service"), "--column=" + localized("Description"),
+        "--print-column=1", "--hide-header", "--width=720", "--height=600"},
        false,
        false,
        Layout::columns},
@@ -107,14 +109,15 @@ std::optional<CommandError> chooseItem(const Desktop& desktop,
   const std::optional<Chooser> chooser =
       command ? Chooser{"/bin/sh", {"-c", *command}} : desktopChooser(desktop);
   if (!chooser) {
-    return CommandError{
-        ErrorKind::noDesktop,
-        "pick needs a chooser: install fuzzel, wofi, rofi, dmenu or zenity, or give --chooser"};
+    return CommandError{ErrorKind::noDesktop,
+                        localized("pick needs a chooser: install fuzzel, wofi, rofi, dmenu or "
+                                  "zenity, or give --chooser")};
   }
   const ProgramOutput output = runProgramForOutput(chooser->program, chooser->arguments,
                                                    chooserInput(items, chooser->layout));
   if (output.status < 0) {
-    return CommandError{ErrorKind::noDesktop, "cannot run the chooser " + chooser->program};
+    return CommandError{ErrorKind::noDesktop,
+                        localizedFormat("cannot run the chooser {0}", {chooser->program})};
   }
   std::string_view answer = output.output;
   while (!answer.empty() && (answer.back() == '\n' || answer.back() == '\r')) {
@@ -122,7 +125,9 @@ std::optional<CommandError> chooseItem(const Desktop& desktop,
   }
   if (output.status != 0 || answer.empty()) return std::nullopt;
   chosen = itemAnswered(items, answer);
-  if (!chosen) return CommandError{ErrorKind::input, "no service is called " + std::string(answer)};
+  if (!chosen) {
+    return CommandError{ErrorKind::input, localizedFormat("no service is called {0}", {answer})};
+  }
   return std::nullopt;
 }
 

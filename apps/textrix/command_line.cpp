@@ -1,11 +1,17 @@
 // SPDX-License-Identifier: MIT
 #include "command_line.h"
 
+#include <unicode/brkiter.h>
+#include <unicode/locid.h>
+#include <unicode/uchar.h>
+
 #include <algorithm>
+#include <memory>
 #include <vector>
 
 #include "commands.h"
 #include "filter.h"
+#include "runtime/localization.h"
 #include "services/catalogue.h"
 #include "services/user_actions.h"
 #include "util/suggestions.h"
@@ -23,6 +29,17 @@ NeedsMessages& needsMessagesOf(const CLI::App& app) {
     if (owner == &app) return messages;
   }
   return all.emplace_back(&app, NeedsMessages{}).second;
+}
+
+// The message that name is unknown (pattern puts it in), and the nearest of names when one is near
+// enough.
+std::string nameWithSuggestion(std::string_view pattern, std::string_view name,
+                               std::span<const std::string_view> names) {
+  std::string message = localizedFormat(pattern, {name});
+  if (const std::optional<std::string_view> meant = closestName(name, names)) {
+    message += localizedFormat("; did you mean {0}?", {*meant});
+  }
+  return message;
 }
 
 // The usage error for a CLI11 parse error: the option's own message where it has one.
@@ -50,22 +67,96 @@ std::optional<CommandError> leftOverProblem(const CLI::App& app, std::string_vie
   return std::nullopt;
 }
 
+// The width that help paragraphs are wrapped to, in characters: what a terminal shows unwrapped.
+constexpr std::int32_t kHelpWidth = 79;
+
+// The characters of line from start to end, without the blanks that end them.
+std::int32_t visibleWidth(const icu::UnicodeString& line, std::int32_t start, std::int32_t end) {
+  while (end > start && u_isWhitespace(line.char32At(end - 1))) --end;
+  return line.countChar32(start, end - start);
+}
+
+// line, longer than kHelpWidth, broken at the language's line-break opportunities into lines that
+// fit where a break allows it; each line keeps line's indentation.
+std::string wrappedLine(const icu::UnicodeString& line) {
+  std::string out;
+  UErrorCode status = U_ZERO_ERROR;
+  const std::unique_ptr<icu::BreakIterator> breaks(
+      icu::BreakIterator::createLineInstance(icu::Locale::getDefault(), status));
+  if (U_FAILURE(status)) return line.toUTF8String(out);
+  std::int32_t indent = 0;
+  while (indent < line.length() && line[indent] == u' ') ++indent;
+  const icu::UnicodeString indentation(line, 0, indent);
+  std::int32_t lineStart = 0;
+  const auto appendLine = [&](std::int32_t end) {
+    icu::UnicodeString text(line, lineStart, end - lineStart);
+    while (!text.isEmpty() && u_isWhitespace(text.char32At(text.length() - 1))) {
+      text.truncate(text.length() - 1);
+    }
+    if (lineStart > 0) {
+      out += '\n';
+      text.insert(0, indentation);
+    }
+    text.toUTF8String(out);
+    lineStart = end;
+  };
+  breaks->setText(line);
+  std::int32_t fitting = 0;  // the last break that keeps the current line within the width
+  for (std::int32_t end = breaks->following(0); end != icu::BreakIterator::DONE;
+       end = breaks->next()) {
+    const std::int32_t width = (lineStart > 0 ? indent : 0) + visibleWidth(line, lineStart, end);
+    if (width > kHelpWidth && fitting > lineStart) appendLine(fitting);
+    fitting = end;
+  }
+  appendLine(line.length());
+  return out;
+}
+
+// text with every line longer than kHelpWidth wrapped; shorter lines stay as they are laid out.
+std::string wrappedText(std::string_view text) {
+  std::string out;
+  std::size_t start = 0;
+  while (start <= text.size()) {
+    std::size_t end = text.find('\n', start);
+    if (end == std::string_view::npos) end = text.size();
+    const std::string_view line = text.substr(start, end - start);
+    const icu::UnicodeString unicodeLine = icu::UnicodeString::fromUTF8(
+        icu::StringPiece(line.data(), static_cast<std::int32_t>(line.size())));
+    if (unicodeLine.countChar32() > kHelpWidth) {
+      out += wrappedLine(unicodeLine);
+    } else {
+      out += line;
+    }
+    if (end == text.size()) break;
+    out += '\n';
+    start = end + 1;
+  }
+  return out;
+}
+
 }  // namespace
 
 std::unique_ptr<CLI::App> subcommandParser(std::string_view name, std::string_view description) {
-  auto app = std::make_unique<CLI::App>(std::string(description), "textrix " + std::string(name));
+  auto app =
+      std::make_unique<CLI::App>(wrappedText(description) + "\n", "textrix " + std::string(name));
   app->allow_extras();
-  app->set_help_flag("-h,--help", "print this help and exit");
+  const std::shared_ptr<CLI::FormatterBase> formatter = app->get_formatter();
+  for (const char* label : {N_("Usage"), N_("OPTIONS"), N_("Positionals"), N_("REQUIRED")}) {
+    formatter->label(label, localized(label));
+  }
+  app->option_defaults()->group(localized("Options"));
+  app->set_help_flag("-h,--help", localized("print this help and exit"));
   return app;
 }
 
 void addSelectionArguments(CLI::App& app, SelectionArguments& selection) {
   app.add_option("FILE", selection.file,
-                 "the file to read the selection from; standard input when none or -")
+                 localized("the file to read the selection from; standard input when none or -"))
       ->type_name("");
   addValueOption(app, "--type", "plain|rtf|rtfd",
-                 "read the selection as this type instead of detecting it",
-                 "--type needs plain, rtf or rtfd", [&selection](const std::string& name) {
+                 localized("read the selection as this type instead of detecting it"),
+                 localized("--type needs plain, rtf or rtfd"),
+                 [&selection](const std::string& name) {
                    selection.type = pasteboardTypeNamed(name);
                    if (!selection.type) throw CLI::ValidationError("--type", "not a type");
                  });
@@ -102,11 +193,7 @@ CommandError unknownOption(const CLI::App& app, std::string_view name) {
     for (const std::string& longName : option->get_lnames()) names.push_back("--" + longName);
   }
   const std::vector<std::string_view> views(names.begin(), names.end());
-  std::string message = "unknown option " + std::string(name);
-  if (const std::optional<std::string_view> meant = closestName(name, views)) {
-    message += "; did you mean " + std::string(*meant) + "?";
-  }
-  return {ErrorKind::usage, message};
+  return {ErrorKind::usage, nameWithSuggestion(N_("unknown option {0}"), name, views)};
 }
 
 CommandError unknownService(std::string_view name) {
@@ -114,11 +201,7 @@ CommandError unknownService(std::string_view name) {
   for (const ServiceEntry& entry : serviceCatalogue()) names.emplace_back(entry.name);
   for (UserAction& action : userActions()) names.push_back(std::move(action.name));
   const std::vector<std::string_view> views(names.begin(), names.end());
-  std::string message = "unknown service " + std::string(name);
-  if (const std::optional<std::string_view> meant = closestName(name, views)) {
-    message += "; did you mean " + std::string(*meant) + "?";
-  }
-  return {ErrorKind::usage, message};
+  return {ErrorKind::usage, nameWithSuggestion(N_("unknown service {0}"), name, views)};
 }
 
 }  // namespace textrix::command

@@ -14,6 +14,7 @@
 #include "errors.h"
 #include "list.h"
 #include "pick.h"
+#include "runtime/localization.h"
 #include "serve.h"
 #include "services/catalogue.h"
 #include "services/user_actions.h"
@@ -21,59 +22,58 @@
 namespace textrix::command {
 namespace {
 
-constexpr std::string_view kDescription =
-    "\n"
-    "Applies a text service to FILE (or standard input) and writes the result to standard\n"
-    "output. Plain text is UTF-8; input that begins with {\\rtf is RTF, input that begins with "
-    "the\n"
-    "flat RTFD signature is RTFD; --type overrides the detection. The result has the type the\n"
-    "service wrote: plain text, RTF or flat RTFD. 'textrix SERVICE --help' (or 'textrix help\n"
-    "SERVICE') tells what a service does, with an example.\n"
-    "\n"
-    "Commands:\n"
-    "  SERVICE [FILE]        apply the service to FILE, or to standard input when none or -\n"
-    "  list [--long]         one line per service and action: name, tab, title (and summary)\n"
-    "  defaults read [KEY]   print one setting, or all of them as KEY=VALUE lines\n"
-    "  defaults write KEY VALUE\n"
-    "                        store a setting\n"
-    "  defaults delete KEY   remove a setting\n"
-    "  serve                 run the provider on the session bus\n"
-    "  call SERVICE [FILE]   send the request to the provider over the session bus (which\n"
-    "                        starts it when needed) and print the result as SERVICE does\n"
-    "  pick [SERVICE]        apply a service to the selected text of any application and\n"
-    "                        leave the result on the clipboard; without SERVICE it asks for\n"
-    "                        one in a chooser, the services used last first\n"
-    "  help [COMMAND]        this help, or the help of a service or command\n"
-    "\n"
-    "Options:\n"
-    "  -h, --help            print the help (after a service or command: its own) and exit\n"
-    "  -V, --version         print the version and exit\n"
-    "  --type plain|rtf|rtfd read the selection as this type instead of detecting it\n"
-    "  --wav FILE            speak-native, speak-german: write the speech to this WAV file\n"
-    "                        instead of the sound device\n"
-    "  --print               speak-native, speak-german: print the text that would be spoken\n"
-    "                        instead of speaking it\n"
-    "  --slice SECONDS       serve: serve in slices of this many seconds (default 30; also\n"
-    "                        $TEXTRIX_SLICE_SECONDS); the provider ends after a slice in which\n"
-    "                        nothing was asked and nothing is being spoken\n"
-    "  --application NAME    call: the name of the application the request is made for\n"
-    "  --repeat              pick: apply the service that pick applied last, without a chooser\n"
-    "  --clipboard           pick: use the clipboard's text rather than what is selected now\n"
-    "  --chooser COMMAND     pick: ask in this command (run by /bin/sh; the items come on its\n"
-    "                        standard input, one a line) instead of fuzzel, wofi, rofi, dmenu\n"
-    "                        or zenity\n"
-    "  --                    end the options: what follows is an operand, even if it starts\n"
-    "                        with -\n"
-    "\n"
-    "Exit status: 0 done, 1 the service reported its message (or a setting is missing),\n"
-    "2 bad usage or input, 3 the session bus or the provider cannot be reached (textrix call,\n"
-    "textrix serve, textrix pick), 4 no display or a missing helper program (textrix pick).\n"
-    "\n"
-    "Settings live in $TEXTRIX_DEFAULTS, else $XDG_CONFIG_HOME/textrix/defaults.\n"
-    "Your own actions, executable filters that textrix list shows after the services, live in\n"
-    "$XDG_CONFIG_HOME/textrix/actions (else ~/.config/textrix/actions) and in textrix/actions\n"
-    "of each directory of $XDG_DATA_DIRS (else /usr/local/share:/usr/share). An action may run\n"
-    "for $TEXTRIX_ACTION_TIMEOUT seconds, else 30.\n";
+constexpr const char* kDescription =
+    N_("Applies a text service to FILE (or standard input) and writes the result to standard\n"
+       "output. Plain text is UTF-8; input that begins with {\\rtf is RTF, input that begins with "
+       "the\n"
+       "flat RTFD signature is RTFD; --type overrides the detection. The result has the type the\n"
+       "service wrote: plain text, RTF or flat RTFD. 'textrix SERVICE --help' (or 'textrix help\n"
+       "SERVICE') tells what a service does, with an example.\n"
+       "\n"
+       "Commands:\n"
+       "  SERVICE [FILE]        apply the service to FILE, or to standard input when none or -\n"
+       "  list [--long]         one line per service and action: name, tab, title (and summary)\n"
+       "  defaults read [KEY]   print one setting, or all of them as KEY=VALUE lines\n"
+       "  defaults write KEY VALUE\n"
+       "                        store a setting\n"
+       "  defaults delete KEY   remove a setting\n"
+       "  serve                 run the provider on the session bus\n"
+       "  call SERVICE [FILE]   send the request to the provider over the session bus (which\n"
+       "                        starts it when needed) and print the result as SERVICE does\n"
+       "  pick [SERVICE]        apply a service to the selected text of any application and\n"
+       "                        leave the result on the clipboard; without SERVICE it asks for\n"
+       "                        one in a chooser, the services used last first\n"
+       "  help [COMMAND]        this help, or the help of a service or command\n"
+       "\n"
+       "Options:\n"
+       "  -h, --help            print the help (after a service or command: its own) and exit\n"
+       "  -V, --version         print the version and exit\n"
+       "  --type plain|rtf|rtfd read the selection as this type instead of detecting it\n"
+       "  --wav FILE            speak-native, speak-german: write the speech to this WAV file\n"
+       "                        instead of the sound device\n"
+       "  --print               speak-native, speak-german: print the text that would be spoken\n"
+       "                        instead of speaking it\n"
+       "  --slice SECONDS       serve: serve in slices of this many seconds (default 30; also\n"
+       "                        $TEXTRIX_SLICE_SECONDS); the provider ends after a slice in which\n"
+       "                        nothing was asked and nothing is being spoken\n"
+       "  --application NAME    call: the name of the application the request is made for\n"
+       "  --repeat              pick: apply the service that pick applied last, without a chooser\n"
+       "  --clipboard           pick: use the clipboard's text rather than what is selected now\n"
+       "  --chooser COMMAND     pick: ask in this command (run by /bin/sh; the items come on its\n"
+       "                        standard input, one a line) instead of fuzzel, wofi, rofi, dmenu\n"
+       "                        or zenity\n"
+       "  --                    end the options: what follows is an operand, even if it starts\n"
+       "                        with -\n"
+       "\n"
+       "Exit status: 0 done, 1 the service reported its message (or a setting is missing),\n"
+       "2 bad usage or input, 3 the session bus or the provider cannot be reached (textrix call,\n"
+       "textrix serve, textrix pick), 4 no display or a missing helper program (textrix pick).\n"
+       "\n"
+       "Settings live in $TEXTRIX_DEFAULTS, else $XDG_CONFIG_HOME/textrix/defaults.\n"
+       "Your own actions, executable filters that textrix list shows after the services, live in\n"
+       "$XDG_CONFIG_HOME/textrix/actions (else ~/.config/textrix/actions) and in textrix/actions\n"
+       "of each directory of $XDG_DATA_DIRS (else /usr/local/share:/usr/share). An action may run\n"
+       "for $TEXTRIX_ACTION_TIMEOUT seconds, else 30.\n");
 
 void writeNameAndTitle(std::FILE* stream, std::string_view name, std::string_view title) {
   std::string line = "  " + std::string(name);
@@ -83,13 +83,13 @@ void writeNameAndTitle(std::FILE* stream, std::string_view name, std::string_vie
 }
 
 void writeServiceList(std::FILE* stream) {
-  writeText(stream, "\nServices:\n");
+  writeText(stream, "\n" + localized("Services:") + "\n");
   for (const ServiceEntry& entry : serviceCatalogue()) {
-    writeNameAndTitle(stream, entry.name, entry.summary);
+    writeNameAndTitle(stream, entry.name, localized(entry.summary));
   }
   const std::vector<UserAction> actions = userActions();
   if (actions.empty()) return;
-  writeText(stream, "\nActions:\n");
+  writeText(stream, "\n" + localized("Actions:") + "\n");
   for (const UserAction& action : actions) {
     writeNameAndTitle(stream, action.name,
                       action.description.empty() ? action.title : action.description);
@@ -97,9 +97,9 @@ void writeServiceList(std::FILE* stream) {
 }
 
 int help() {
-  writeText(stdout, kUsage);
-  writeText(stdout, kDescription);
-  writeText(stdout, "\nSettings (textrix defaults):\n");
+  writeText(stdout, localized(kUsage));
+  writeText(stdout, "\n" + localized(kDescription));
+  writeText(stdout, "\n" + localized("Settings (textrix defaults):") + "\n");
   writeText(stdout, settingsHelp());
   writeServiceList(stdout);
   return kSuccess;
@@ -123,7 +123,7 @@ int dispatch(std::string_view name, std::span<const std::string_view> rest) {
 // textrix help [COMMAND]: the whole help, or that of the service or subcommand named.
 int helpOn(std::span<const std::string_view> arguments) {
   if (arguments.empty()) return help();
-  if (arguments.size() > 1) return report({ErrorKind::usage, "help takes one command"});
+  if (arguments.size() > 1) return report({ErrorKind::usage, localized("help takes one command")});
   const std::string_view helpFlag[] = {"--help"};
   return dispatch(arguments.front(), helpFlag);
 }
@@ -135,7 +135,7 @@ void writeText(std::FILE* stream, std::string_view text) {
 }
 
 int run(std::span<const std::string_view> arguments) {
-  if (arguments.empty()) return report({ErrorKind::usage, "no service given"});
+  if (arguments.empty()) return report({ErrorKind::usage, localized("no service given")});
   // Only what comes before the first operand is the command's own; the rest is the subcommand's.
   CLI::App app("Text services for any application", "textrix");
   app.prefix_command();
@@ -152,7 +152,7 @@ int run(std::span<const std::string_view> arguments) {
   }
   if (showVersion) return version();
   const std::size_t first = arguments.size() - app.remaining_size();
-  if (first == arguments.size()) return report({ErrorKind::usage, "no service given"});
+  if (first == arguments.size()) return report({ErrorKind::usage, localized("no service given")});
   const std::string_view name = arguments[first];
   if (name.starts_with("-") && name != "-") return report(unknownOption(app, name));
   if (name == "help") return helpOn(arguments.subspan(first + 1));

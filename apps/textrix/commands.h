@@ -8,17 +8,19 @@
 #include <span>
 #include <string_view>
 
+#include "runtime/localization.h"
+
 namespace textrix::command {
 
 // The usage lines: the start of --help, and repeated after a usage error.
-inline constexpr std::string_view kUsage =
-    "Usage: textrix SERVICE [FILE] [--type plain|rtf|rtfd] [--wav FILE] [--print]\n"
-    "   or: textrix list\n"
-    "   or: textrix defaults read [KEY] | write KEY VALUE | delete KEY\n"
-    "   or: textrix serve [--slice SECONDS]\n"
-    "   or: textrix call SERVICE [FILE] [--type plain|rtf|rtfd] [--application NAME]\n"
-    "   or: textrix pick [SERVICE | --repeat] [--clipboard] [--chooser COMMAND]\n"
-    "   or: textrix --help | --version\n";
+inline constexpr const char* kUsage =
+    N_("Usage: textrix SERVICE [FILE] [--type plain|rtf|rtfd] [--wav FILE] [--print]\n"
+       "   or: textrix list\n"
+       "   or: textrix defaults read [KEY] | write KEY VALUE | delete KEY\n"
+       "   or: textrix serve [--slice SECONDS]\n"
+       "   or: textrix call SERVICE [FILE] [--type plain|rtf|rtfd] [--application NAME]\n"
+       "   or: textrix pick [SERVICE | --repeat] [--clipboard] [--chooser COMMAND]\n"
+       "   or: textrix --help | --version\n");
 
 // Writes the text to the stream as it is.
 void writeText(std::FILE* stream, std::string_view text);

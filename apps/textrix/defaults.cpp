@@ -8,6 +8,7 @@
 #include "command_line.h"
 #include "errors.h"
 #include "runtime/defaults.h"
+#include "runtime/localization.h"
 #include "services/settings.h"
 #include "util/suggestions.h"
 
@@ -25,7 +26,9 @@ int read(UserDefaults& store, std::span<const std::string_view> keys) {
     return kSuccess;
   }
   std::optional<std::string> value = store.objectForKey(keys.front());
-  if (!value) return report({ErrorKind::missingSetting, "no setting " + std::string(keys.front())});
+  if (!value) {
+    return report({ErrorKind::missingSetting, localizedFormat("no setting {0}", {keys.front()})});
+  }
   std::printf("%s\n", value->c_str());
   return kSuccess;
 }
@@ -42,19 +45,20 @@ std::vector<std::string_view> settingKeys() {
 std::optional<CommandError> settingProblem(std::string_view key, std::string_view value) {
   if (const Setting* setting = findSetting(key)) {
     if (setting->accepts(value)) return std::nullopt;
-    return CommandError{ErrorKind::input, std::string(key) + " takes " +
-                                              std::string(setting->values) + ", not \"" +
-                                              std::string(value) + "\""};
+    return CommandError{
+        ErrorKind::input,
+        localizedFormat("{0} takes {1}, not \"{2}\"", {key, localized(setting->values), value})};
   }
   const std::vector<std::string_view> keys = settingKeys();
-  std::string message = "no setting is called " + std::string(key);
+  std::string message = localizedFormat("no setting is called {0}", {key});
   const std::optional<std::string_view> meant = closestName(key, keys);
-  message += meant ? "; did you mean " + std::string(*meant) + "?" : std::string(".");
-  message += " The settings are";
+  message += meant ? localizedFormat("; did you mean {0}?", {*meant}) : std::string(".");
+  std::string list;
   for (std::size_t i = 0; i < keys.size(); ++i) {
-    message += (i == 0 ? " " : i + 1 == keys.size() ? " and " : ", ") + std::string(keys[i]);
+    list += (i == 0 ? "" : i + 1 == keys.size() ? localized(" and ") : ", ") + std::string(keys[i]);
   }
-  return CommandError{ErrorKind::input, message + "."};
+  return CommandError{ErrorKind::input,
+                      message + " " + localizedFormat("The settings are {0}.", {list})};
 }
 
 int save(UserDefaults& store) {
@@ -68,8 +72,10 @@ int save(UserDefaults& store) {
 std::string settingsHelp() {
   std::string text;
   for (const Setting& setting : knownSettings()) {
-    text += "  " + std::string(setting.key) + "\n      " + std::string(setting.summary) +
-            "; takes " + std::string(setting.values) + "\n";
+    text +=
+        "  " + std::string(setting.key) + "\n      " +
+        localizedFormat("{0}; takes {1}", {localized(setting.summary), localized(setting.values)}) +
+        "\n";
   }
   return text;
 }
@@ -78,17 +84,22 @@ int defaults(std::span<const std::string_view> arguments) {
   std::vector<std::string> words;
   std::unique_ptr<CLI::App> app = subcommandParser(
       "defaults",
-      "Prints, stores or removes the settings.\n"
-      "  read [KEY]        print one setting, or all of them as KEY=VALUE lines (exit 1 for a\n"
-      "                    missing key)\n"
-      "  write KEY VALUE   store a setting\n"
-      "  delete KEY        remove a setting\n");
-  app->add_option("ACTION", words, "read, write or delete, and its KEY and VALUE")->type_name("");
-  app->footer("Settings:\n" + settingsHelp() +
-              "The settings file is $TEXTRIX_DEFAULTS when set, else "
-              "$XDG_CONFIG_HOME/textrix/defaults.\n");
+      localized("Prints, stores or removes the settings.\n"
+                "  read [KEY]        print one setting, or all of them as KEY=VALUE lines (exit 1 "
+                "for a\n"
+                "                    missing key)\n"
+                "  write KEY VALUE   store a setting\n"
+                "  delete KEY        remove a setting\n"));
+  app->add_option("ACTION", words, localized("read, write or delete, and its KEY and VALUE"))
+      ->type_name("");
+  app->footer(localized("Settings:") + "\n" + settingsHelp() +
+              localized("The settings file is $TEXTRIX_DEFAULTS when set, else "
+                        "$XDG_CONFIG_HOME/textrix/defaults.") +
+              "\n");
   if (std::optional<int> status = parseCommandLine(*app, arguments, "")) return *status;
-  if (words.empty()) return report({ErrorKind::usage, "defaults needs read, write or delete"});
+  if (words.empty()) {
+    return report({ErrorKind::usage, localized("defaults needs read, write or delete")});
+  }
   UserDefaults& store = UserDefaults::standardUserDefaults();
   const std::vector<std::string_view> views(words.begin(), words.end());
   const std::string_view action = views.front();

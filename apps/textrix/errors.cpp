@@ -5,6 +5,7 @@
 
 #include "commands.h"
 #include "provider/client.h"
+#include "runtime/localization.h"
 
 namespace textrix::command {
 
@@ -32,8 +33,8 @@ std::string errorLine(const CommandError& error) {
 int report(const CommandError& error) {
   writeText(stderr, errorLine(error) + "\n");
   if (error.kind == ErrorKind::usage) {
-    writeText(stderr, kUsage);
-    writeText(stderr, "Run 'textrix --help' for the services.\n");
+    writeText(stderr, localized(kUsage));
+    writeText(stderr, localized("Run 'textrix --help' for the services.") + "\n");
   }
   return exitStatus(error.kind);
 }

@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "runtime/localization.h"
 #include "text/encodings.h"
 
 namespace textrix::command {
@@ -142,7 +143,8 @@ bool SelectionInput::rewind() {
 }
 
 CommandError SelectionInput::readError() const {
-  return CommandError{ErrorKind::input, "cannot read " + name_ + ": " + std::strerror(errno)};
+  const std::string reason = std::strerror(errno);
+  return CommandError{ErrorKind::input, localizedFormat("cannot read {0}: {1}", {name_, reason})};
 }
 
 void writePanel(std::string_view title, std::string_view message) {
@@ -157,7 +159,7 @@ std::string_view detectType(std::string_view bytes) {
 }
 
 CommandError invalidUtf8At(std::size_t offset) {
-  return {ErrorKind::input, "invalid UTF-8 at byte " + std::to_string(offset)};
+  return {ErrorKind::input, localizedFormat("invalid UTF-8 at byte {0}", {std::to_string(offset)})};
 }
 
 std::optional<CommandError> putSelection(std::string bytes, std::string_view type,
@@ -201,8 +203,9 @@ bool writeOut(std::string_view bytes) {
 }
 
 CommandError writeError() {
+  const std::string reason = std::strerror(errno);
   return CommandError{ErrorKind::input,
-                      "cannot write standard output: " + std::string(std::strerror(errno))};
+                      localizedFormat("cannot write standard output: {0}", {reason})};
 }
 
 std::optional<CommandError> writeResult(const ServicePasteboard& pasteboard) {

@@ -6,6 +6,7 @@
 #include "command_line.h"
 #include "commands.h"
 #include "errors.h"
+#include "runtime/localization.h"
 #include "services/catalogue.h"
 #include "services/user_actions.h"
 
@@ -14,9 +15,12 @@ namespace textrix::command {
 int listServices(std::span<const std::string_view> arguments) {
   bool longForm = false;
   std::unique_ptr<CLI::App> app = subcommandParser(
-      "list", "Lists the services and then your actions: name, a tab and title, one a line.");
-  app->add_flag("--long", longForm, "add a tab and what each one does")->disable_flag_override();
-  if (std::optional<int> status = parseCommandLine(*app, arguments, "list takes no arguments")) {
+      "list", localized("Lists the services and then your actions: name, a tab and title, one a "
+                        "line."));
+  app->add_flag("--long", longForm, localized("add a tab and what each one does"))
+      ->disable_flag_override();
+  if (std::optional<int> status =
+          parseCommandLine(*app, arguments, localized("list takes no arguments"))) {
     return *status;
   }
   const auto line = [longForm](std::string_view name, std::string_view title,
@@ -26,7 +30,7 @@ int listServices(std::span<const std::string_view> arguments) {
     writeText(stdout, text + "\n");
   };
   for (const ServiceEntry& entry : serviceCatalogue())
-    line(entry.name, entry.menuTitle, entry.summary);
+    line(entry.name, localized(entry.menuTitle), localized(entry.summary));
   for (const UserAction& action : userActions())
     line(action.name, action.title, action.description);
   return kSuccess;

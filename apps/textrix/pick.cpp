@@ -18,6 +18,7 @@
 #include "provider/client.h"
 #include "rich/rtf.h"
 #include "rich/rtfd.h"
+#include "runtime/localization.h"
 #include "runtime/recent_services.h"
 #include "services/catalogue.h"
 #include "services/user_actions.h"
@@ -43,30 +44,35 @@ std::optional<int> parsePickOptions(std::span<const std::string_view> arguments,
                                     PickOptions& options) {
   std::unique_ptr<CLI::App> app = subcommandParser(
       "pick",
-      "Applies a service to the selected text of any application (PRIMARY, else with --clipboard "
-      "the clipboard's text) through the provider on the session bus, and leaves the result on "
-      "the clipboard, for a desktop key binding. Without SERVICE it asks for one in a chooser, "
-      "the services used last first. A service's message becomes a desktop notification.");
-  app->add_option("SERVICE", options.service, "the service or action to apply")->type_name("");
-  app->add_flag("--repeat", options.repeat, "apply the service that pick applied last")
+      localized(
+          "Applies a service to the selected text of any application (PRIMARY, else with "
+          "--clipboard the clipboard's text) through the provider on the session bus, and leaves "
+          "the result on the clipboard, for a desktop key binding. Without SERVICE it asks for one "
+          "in a chooser, the services used last first. A service's message becomes a desktop "
+          "notification."));
+  app->add_option("SERVICE", options.service, localized("the service or action to apply"))
+      ->type_name("");
+  app->add_flag("--repeat", options.repeat, localized("apply the service that pick applied last"))
       ->disable_flag_override();
-  app->add_flag("--clipboard", options.clipboard, "use the clipboard's text, not the selection")
+  app->add_flag("--clipboard", options.clipboard,
+                localized("use the clipboard's text, not the selection"))
       ->disable_flag_override();
   addValueOption(*app, "--chooser", "COMMAND",
-                 "ask in this command (run by /bin/sh, one item a line on its standard input) "
-                 "instead of fuzzel, wofi, rofi, dmenu or zenity",
-                 "--chooser needs a command", [&options](const std::string& command) {
+                 localized("ask in this command (run by /bin/sh, one item a line on its standard "
+                           "input) instead of fuzzel, wofi, rofi, dmenu or zenity"),
+                 localized("--chooser needs a command"), [&options](const std::string& command) {
                    if (command.empty()) throw CLI::ValidationError("--chooser", "empty");
                    options.chooser = command;
                  });
-  if (std::optional<int> status = parseCommandLine(*app, arguments, "pick takes one service")) {
+  if (std::optional<int> status =
+          parseCommandLine(*app, arguments, localized("pick takes one service"))) {
     return status;
   }
   if (options.service && !findService(*options.service) && !findUserAction(*options.service)) {
     return report(unknownService(*options.service));
   }
   if (options.repeat && options.service) {
-    return report({ErrorKind::usage, "pick --repeat takes no service"});
+    return report({ErrorKind::usage, localized("pick --repeat takes no service")});
   }
   return std::nullopt;
 }
@@ -98,7 +104,7 @@ std::vector<ChoiceItem> pickChoices(const RecentServices& recent) {
   std::vector<ChoiceItem> items;
   for (const ServiceEntry& entry : serviceCatalogue()) {
     items.push_back(
-        {std::string(entry.name), std::string(entry.menuTitle), std::string(entry.summary)});
+        {std::string(entry.name), localized(entry.menuTitle), localized(entry.summary)});
   }
   for (UserAction& action : userActions()) {
     items.push_back(
@@ -127,7 +133,7 @@ std::optional<CommandError> serviceToApply(const PickOptions& options, const Des
     std::optional<std::string> last = lastApplied(recent);
     if (!last) {
       return CommandError{ErrorKind::missingSetting,
-                          "nothing to repeat: pick has applied no service yet"};
+                          localized("nothing to repeat: pick has applied no service yet")};
     }
     name = std::move(*last);
   } else {
@@ -147,7 +153,9 @@ void remember(RecentServices& recent, std::string_view service) {
   recent.recordUse(service);
   if (std::string problem = recent.save(); !problem.empty()) {
     writeText(stderr,
-              errorLine({ErrorKind::input, "the recent services are not kept: " + problem}) + "\n");
+              errorLine({ErrorKind::input,
+                         localizedFormat("the recent services are not kept: {0}", {problem})}) +
+                  "\n");
   }
 }
 
@@ -214,19 +222,22 @@ std::optional<CommandError> requestFromSelection(DesktopSelection& selection, bo
   }
   if (!readsSelection) return std::nullopt;
   if (types.empty() || (!request.empty() && empty)) {
-    return CommandError{ErrorKind::serviceMessage, "Nothing is selected"};
+    return CommandError{ErrorKind::serviceMessage, localized("Nothing is selected")};
   }
   if (request.empty() && rtfError) {
-    return CommandError{ErrorKind::input,
-                        "the selected RTF cannot be read: " + rtfError->message() + " at byte " +
-                            std::to_string(rtfError->offset)};
+    return CommandError{
+        ErrorKind::input,
+        localizedFormat("the selected RTF cannot be read: {0} at byte {1}",
+                        {localized(rtfError->message()), std::to_string(rtfError->offset)})};
   }
   if (request.empty() && invalidTextAt) {
-    return CommandError{ErrorKind::input, "the selected text is not UTF-8: invalid UTF-8 at byte " +
-                                              std::to_string(*invalidTextAt)};
+    return CommandError{ErrorKind::input,
+                        localizedFormat("the selected text is not UTF-8: invalid UTF-8 at byte {0}",
+                                        {std::to_string(*invalidTextAt)})};
   }
   if (request.empty()) {
-    return CommandError{ErrorKind::input, "the selection offers no text, only " + listed(types)};
+    return CommandError{ErrorKind::input,
+                        localizedFormat("the selection offers no text, only {0}", {listed(types)})};
   }
   if (contentBytes(request) > kMaxSelectionBytes) {
     return CommandError{ErrorKind::input, selectionTooLarge().message};
@@ -272,7 +283,8 @@ int pick(std::span<const std::string_view> arguments) {
       performOnProvider(service, request, selection->activeApplication());
   if (failure) {
     const int status = report(providerFailure(*failure));
-    notify(desktop, "textrix: the provider cannot be reached");
+    notify(desktop,
+           errorLine({ErrorKind::unreachable, localized("the provider cannot be reached")}));
     return status;
   }
   // The provider applied the service, even where it then reported its message.
@@ -285,7 +297,8 @@ int pick(std::span<const std::string_view> arguments) {
   if (std::string failed = selection->writeClipboard(
           clipboardContents(answer.front().get<0>(), std::string(content.begin(), content.end())));
       !failed.empty()) {
-    return tellUser(desktop, {ErrorKind::noDesktop, "cannot set the clipboard: " + failed});
+    return tellUser(desktop, {ErrorKind::noDesktop,
+                              localizedFormat("cannot set the clipboard: {0}", {failed})});
   }
   return kSuccess;
 }

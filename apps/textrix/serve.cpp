@@ -11,6 +11,7 @@
 #include "errors.h"
 #include "provider/bus_adaptor.h"
 #include "provider/serve_loop.h"
+#include "runtime/localization.h"
 
 namespace textrix::command {
 namespace {
@@ -40,22 +41,25 @@ int serve(std::span<const std::string_view> arguments) {
   }
   std::unique_ptr<CLI::App> app = subcommandParser(
       "serve",
-      "Runs the provider on the session bus under " + std::string(kBusName) +
-          ": it serves the requests of textrix call and textrix pick in slices and ends after a "
-          "slice in which nothing was asked and nothing is being spoken. The bus starts it when "
-          "a request comes and none runs.");
-  addValueOption(*app, "--slice", "SECONDS",
-                 "the slice length, more than 0 (default 30, else $TEXTRIX_SLICE_SECONDS)",
-                 "--slice needs a number of seconds, more than 0",
-                 [&slice](const std::string& value) { slice = value; });
+      localizedFormat(
+          "Runs the provider on the session bus under {0}: it serves the requests of textrix call "
+          "and textrix pick in slices and ends after a slice in which nothing was asked and "
+          "nothing is being spoken. The bus starts it when a request comes and none runs.",
+          {kBusName}));
+  addValueOption(
+      *app, "--slice", "SECONDS",
+      localized("the slice length, more than 0 (default 30, else $TEXTRIX_SLICE_SECONDS)"),
+      localized("--slice needs a number of seconds, more than 0"),
+      [&slice](const std::string& value) { slice = value; });
   if (std::optional<int> status =
-          parseCommandLine(*app, arguments, "serve takes only --slice SECONDS")) {
+          parseCommandLine(*app, arguments, localized("serve takes only --slice SECONDS"))) {
     return *status;
   }
   if (slice) {
     auto length = sliceNamed(*slice);
     if (!length)
-      return report({ErrorKind::usage, "--slice needs a number of seconds, more than 0"});
+      return report(
+          {ErrorKind::usage, localized("--slice needs a number of seconds, more than 0")});
     options.slice = *length;
   }
   if (std::optional<std::string> problem = serveOnSessionBus(options)) {

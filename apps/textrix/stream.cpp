@@ -10,6 +10,7 @@
 #include <cstring>
 #include <string>
 
+#include "runtime/localization.h"
 #include "services/line_stream.h"
 #include "text/encodings.h"
 
@@ -100,8 +101,9 @@ std::optional<CommandError> checkUtf8(SelectionInput& input, KeptInput* kept,
         input.read(std::span(buffer).subspan(pending, kBlockBytes - pending));
     if (!got) return input.readError();
     if (kept && !kept->keep(std::string_view(buffer.data() + pending, *got))) {
+      const std::string reason = std::strerror(errno);
       return CommandError{ErrorKind::input,
-                          "cannot keep standard input: " + std::string(std::strerror(errno))};
+                          localizedFormat("cannot keep standard input: {0}", {reason})};
     }
     const std::string_view bytes(buffer.data(), pending + *got);
     const bool end = *got == 0;
@@ -128,7 +130,7 @@ std::optional<CommandError> errorOfStream(StreamStatus status, const SelectionIn
     case StreamStatus::readFailed:
       return input.readError();
     case StreamStatus::invalidUtf8:
-      return CommandError{ErrorKind::input, "the input changed while it was read"};
+      return CommandError{ErrorKind::input, localized("the input changed while it was read")};
     case StreamStatus::writeFailed:
       return writeError();
   }

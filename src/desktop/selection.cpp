@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "desktop/wayland_clipboard.h"
+#include "runtime/localization.h"
 
 namespace textrix {
 namespace {
@@ -77,8 +78,9 @@ class WaylandDesktopSelection final : public DesktopSelection {
       if (problem.empty() || !copy_) return problem;
     }
     const SelectionContent& first = contents.front();
-    return runProgram(*copy_, {"--type", first.target}, first.bytes) == 0 ? std::string()
-                                                                          : "wl-copy failed";
+    return runProgram(*copy_, {"--type", first.target}, first.bytes) == 0
+               ? std::string()
+               : localized("wl-copy failed");
   }
 
  private:
@@ -107,7 +109,8 @@ std::unique_ptr<DesktopSelection> waylandSelection(const Desktop& desktop, bool 
   const bool dataControl = reader != nullptr;
   if (reader && !clipboard && !reader->hasPrimarySelection()) {
     reader.reset();
-    unsupported = "the Wayland compositor's data-control protocol has no primary selection";
+    unsupported =
+        localized("the Wayland compositor's data-control protocol has no primary selection");
   }
   std::optional<std::string> paste = desktop.findProgram("wl-paste");
   std::optional<std::string> copy = desktop.findProgram("wl-copy");
@@ -117,8 +120,9 @@ std::unique_ptr<DesktopSelection> waylandSelection(const Desktop& desktop, bool 
                                                      !clipboard);
   }
   std::string programs = reader || paste ? "" : "wl-paste";
-  if (!dataControl && !copy) programs += programs.empty() ? "wl-copy" : " and wl-copy";
-  problem = "pick needs " + programs + " on Wayland (install wl-clipboard): " + unsupported;
+  if (!dataControl && !copy) programs += programs.empty() ? "wl-copy" : localized(" and wl-copy");
+  problem = localizedFormat("pick needs {0} on Wayland (install wl-clipboard): {1}",
+                            {programs, unsupported});
   return nullptr;
 }
 
@@ -132,7 +136,7 @@ std::unique_ptr<DesktopSelection> desktopSelection(const Desktop& desktop, bool 
     problem.clear();
   }
   if (desktop.xDisplay.empty()) {
-    problem = "pick needs a desktop session: neither DISPLAY nor WAYLAND_DISPLAY is set";
+    problem = localized("pick needs a desktop session: neither DISPLAY nor WAYLAND_DISPLAY is set");
     return nullptr;
   }
   std::unique_ptr<X11Connection> connection = X11Connection::open(desktop.xDisplay, problem);

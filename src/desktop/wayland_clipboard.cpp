@@ -15,6 +15,7 @@
 #include <span>
 #include <utility>
 
+#include "runtime/localization.h"
 #include "util/shared_library.h"
 #include "wlr-data-control-unstable-v1-client-protocol.h"
 
@@ -206,8 +207,9 @@ const zwlr_data_control_device_v1_listener kDeviceListener = {
 };
 
 std::string libraryProblem(const WaylandLoading& loading) {
-  return "cannot use the Wayland display without libwayland-client (install libwayland-client0): " +
-         loading.error;
+  return localizedFormat(
+      "cannot use the Wayland display without libwayland-client (install libwayland-client0): {0}",
+      {loading.error});
 }
 
 // Connects, binds the data-control manager and the first seat, and learns the selections' offers;
@@ -220,23 +222,23 @@ std::unique_ptr<WaylandState> connect(const std::string& display, std::string& p
   auto state = std::make_unique<WaylandState>();
   state->display = wl().displayConnect(display.c_str());
   if (!state->display) {
-    problem = "cannot connect to the Wayland display " + display;
+    problem = localizedFormat("cannot connect to the Wayland display {0}", {display});
     return nullptr;
   }
   state->registry =
       sendRequest(state->display, WL_DISPLAY_GET_REGISTRY, &wl_registry_interface, nullptr);
   listen(state->registry, kRegistryListener, state.get());
   if (wl().displayRoundtrip(state->display) < 0) {
-    problem = "the Wayland display " + display + " closed the connection";
+    problem = localizedFormat("the Wayland display {0} closed the connection", {display});
     return nullptr;
   }
   if (!state->manager) {
-    problem = std::string("the Wayland compositor does not offer ") +
-              zwlr_data_control_manager_v1_interface.name;
+    problem = localizedFormat("the Wayland compositor does not offer {0}",
+                              {zwlr_data_control_manager_v1_interface.name});
     return nullptr;
   }
   if (!state->seat) {
-    problem = "the Wayland compositor has no seat";
+    problem = localized("the Wayland compositor has no seat");
     return nullptr;
   }
   state->device = sendRequest(state->manager, ZWLR_DATA_CONTROL_MANAGER_V1_GET_DATA_DEVICE,
@@ -244,7 +246,7 @@ std::unique_ptr<WaylandState> connect(const std::string& display, std::string& p
   listen(state->device, kDeviceListener, state.get());
   // The device announces the selections' offers when it is made.
   if (wl().displayRoundtrip(state->display) < 0) {
-    problem = "the Wayland compositor refused a data-control device";
+    problem = localized("the Wayland compositor refused a data-control device");
     return nullptr;
   }
   return state;
@@ -492,7 +494,9 @@ BackgroundOwner serveWaylandClipboardInBackground(const std::string& display,
     std::unique_ptr<WaylandState> state = connect(display, problem);
     if (!state) return problem;
     ClipboardServer server(*state, std::move(contents));
-    if (!server.own()) return "the Wayland compositor did not make textrix the clipboard's owner";
+    if (!server.own()) {
+      return localized("the Wayland compositor did not make textrix the clipboard's owner");
+    }
     owned();
     server.serve();
     return {};

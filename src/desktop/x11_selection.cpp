@@ -13,6 +13,7 @@
 #include <cstring>
 #include <functional>
 
+#include "runtime/localization.h"
 #include "util/shared_library.h"
 
 namespace textrix {
@@ -198,20 +199,23 @@ xcb_window_t createHiddenWindow(xcb_connection_t* connection, xcb_window_t root)
 // or libxcb cannot be loaded.
 std::unique_ptr<X11State> connect(const std::string& display, std::string& problem) {
   if (const XcbLoading& loading = loadedXcb(); !loading.library) {
-    problem = "cannot use the X display without libxcb (install libxcb1): " + loading.error;
+    problem = localizedFormat("cannot use the X display without libxcb (install libxcb1): {0}",
+                              {loading.error});
     return nullptr;
   }
   auto state = std::make_unique<X11State>();
   int screenNumber = 0;
   state->connection = xcb().connect(display.c_str(), &screenNumber);
   if (xcb().connectionHasError(state->connection)) {
-    problem = "cannot open the X display " + (display.empty() ? std::string("(none)") : display);
+    problem = localizedFormat("cannot open the X display {0}",
+                              {display.empty() ? localized("(none)") : display});
     return nullptr;
   }
   xcb_screen_iterator_t screens = xcb().setupRootsIterator(xcb().getSetup(state->connection));
   for (int i = 0; i < screenNumber && screens.rem > 0; ++i) xcb().screenNext(&screens);
   if (screens.rem == 0) {
-    problem = "the X display " + display + " has no screen " + std::to_string(screenNumber);
+    problem = localizedFormat("the X display {0} has no screen {1}",
+                              {display, std::to_string(screenNumber)});
     return nullptr;
   }
   state->root = screens.data->root;
@@ -528,13 +532,15 @@ BackgroundOwner ownInBackground(
     const std::function<std::string(const std::function<void()>& owned)>& own) {
   int report[2];
   if (::pipe2(report, O_CLOEXEC) != 0) {
-    return {-1, std::string("cannot make a pipe: ") + strerror(errno)};
+    const std::string reason = strerror(errno);
+    return {-1, localizedFormat("cannot make a pipe: {0}", {reason})};
   }
   const pid_t child = ::fork();
   if (child < 0) {
     ::close(report[0]);
     ::close(report[1]);
-    return {-1, std::string("cannot start the selection owner: ") + strerror(errno)};
+    const std::string reason = strerror(errno);
+    return {-1, localizedFormat("cannot start the selection owner: {0}", {reason})};
   }
   if (child == 0) {
     // The first child only starts the owner and ends, so that the caller has no zombie and the
@@ -552,7 +558,7 @@ BackgroundOwner ownInBackground(
   ::close(report[0]);
   if (reported.starts_with(kOwned)) return {std::stoi(reported.substr(1)), {}};
   if (reported.starts_with(kNotOwned)) return {-1, reported.substr(1)};
-  return {-1, "the selection owner ended before it owned the selection"};
+  return {-1, localized("the selection owner ended before it owned the selection")};
 }
 
 std::string serveSelectionInBackground(const std::string& display, std::string_view selection,
@@ -562,7 +568,7 @@ std::string serveSelectionInBackground(const std::string& display, std::string_v
     std::unique_ptr<X11State> state = connect(display, problem);
     if (!state) return problem;
     SelectionServer server(*state, atomNamed(state->connection, selection), std::move(contents));
-    if (!server.own()) return "cannot own the X selection " + std::string(selection);
+    if (!server.own()) return localizedFormat("cannot own the X selection {0}", {selection});
     owned();
     server.serve();
     return {};

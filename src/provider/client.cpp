@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "provider/bus_pasteboard.h"
+#include "runtime/localization.h"
 
 namespace textrix {
 namespace {
@@ -62,8 +63,10 @@ bool ProviderFailure::refused() const {
 }
 
 std::string ProviderFailure::description() const {
-  if (!problem) return "cannot reach the provider " + std::string(kBusName) + ": " + message;
-  if (*problem == RequestProblem::internal) return "the provider failed: " + message;
+  if (!problem) return localizedFormat("cannot reach the provider {0}: {1}", {kBusName, message});
+  if (*problem == RequestProblem::internal) {
+    return localizedFormat("the provider failed: {0}", {message});
+  }
   return message;
 }
 
@@ -74,9 +77,9 @@ std::size_t contentBytes(const BusPasteboard& pasteboard) {
 }
 
 ProviderFailure selectionTooLarge() {
-  return {RequestProblem::tooLarge, "the selection is larger than " +
-                                        std::to_string(kMaxSelectionBytes >> 20) +
-                                        " MiB, more than the provider takes"};
+  return {RequestProblem::tooLarge,
+          localizedFormat("the selection is larger than {0} MiB, more than the provider takes",
+                          {std::to_string(kMaxSelectionBytes >> 20)})};
 }
 
 ProviderReply performOnProvider(sdbus::IProxy& provider, std::string_view service,

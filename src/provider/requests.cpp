@@ -6,6 +6,7 @@
 #include <utility>
 #include <variant>
 
+#include "runtime/localization.h"
 #include "services/catalogue.h"
 #include "text/encodings.h"
 
@@ -53,10 +54,10 @@ std::vector<std::string> typeNames(std::span<const std::string_view> types) {
   return std::vector<std::string>(types.begin(), types.end());
 }
 
-// The refusal of a selection or a result over the limit.
-RequestError tooLarge(std::string_view what) {
-  return {RequestProblem::tooLarge, std::string(what) + " is larger than " +
-                                        std::to_string(kMaxSelectionBytes >> 20) + " MiB"};
+// The refusal of a selection or a result over the limit, told by pattern.
+RequestError tooLarge(std::string_view pattern) {
+  return {RequestProblem::tooLarge,
+          localizedFormat(pattern, {std::to_string(kMaxSelectionBytes >> 20)})};
 }
 
 }  // namespace
@@ -94,18 +95,18 @@ std::optional<RequestError> pasteboardFromItems(std::span<const PasteboardItem> 
   std::vector<std::string> types;
   for (const PasteboardItem& item : items) {
     total += item.content.size();
-    if (total > kMaxSelectionBytes) return tooLarge("the selection");
+    if (total > kMaxSelectionBytes) return tooLarge(N_("the selection is larger than {0} MiB"));
     if (item.type.empty()) {
-      return RequestError{RequestProblem::malformedPasteboard, "a type has no name"};
+      return RequestError{RequestProblem::malformedPasteboard, localized("a type has no name")};
     }
     std::optional<std::string_view> type = canonicalPasteboardType(item.type);
     if (!type) {
       return RequestError{RequestProblem::unknownType,
-                          "unknown pasteboard type " + std::string(item.type)};
+                          localizedFormat("unknown pasteboard type {0}", {item.type})};
     }
     if (std::find(types.begin(), types.end(), *type) != types.end()) {
       return RequestError{RequestProblem::malformedPasteboard,
-                          "the type " + std::string(*type) + " is given twice"};
+                          localizedFormat("the type {0} is given twice", {*type})};
     }
     types.emplace_back(*type);
   }
@@ -118,8 +119,9 @@ std::optional<RequestError> pasteboardFromItems(std::span<const PasteboardItem> 
     Utf8Decoding decoded = decodeUtf8(items[i].content);
     if (!decoded.ok()) {
       pasteboard.declareTypes({});
-      return RequestError{RequestProblem::invalidUtf8,
-                          "invalid UTF-8 at byte " + std::to_string(decoded.errorOffset)};
+      return RequestError{
+          RequestProblem::invalidUtf8,
+          localizedFormat("invalid UTF-8 at byte {0}", {std::to_string(decoded.errorOffset)})};
     }
     pasteboard.setString(std::move(decoded.text), types[i]);
   }
@@ -173,7 +175,8 @@ RequestOutcome RequestServer::perform(std::string_view service,
   const ServiceEntry* entry = findService(service);
   std::optional<UserAction> action;
   if (!entry && !(action = findUserAction(service))) {
-    outcome.failure = {RequestProblem::unknownService, "unknown service " + std::string(service)};
+    outcome.failure = {RequestProblem::unknownService,
+                       localizedFormat("unknown service {0}", {service})};
     return outcome;
   }
   ServicePasteboard request(options.pasteboard.empty() ? std::string(kRequestPasteboardName)
@@ -196,7 +199,7 @@ RequestOutcome RequestServer::perform(std::string_view service,
   std::size_t total = 0;
   for (const OutgoingItem& item : outgoingItems(request)) total += item.size();
   if (total > kMaxSelectionBytes) {
-    outcome.failure = tooLarge("the result");
+    outcome.failure = tooLarge(N_("the result is larger than {0} MiB"));
   } else {
     outcome.pasteboard = std::move(request);
   }

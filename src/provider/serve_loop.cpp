@@ -8,6 +8,7 @@
 
 #include "provider/bus_adaptor.h"
 #include "provider/requests.h"
+#include "runtime/localization.h"
 #include "services/textrix.h"
 
 namespace textrix {
@@ -62,7 +63,7 @@ std::optional<std::string> serveOnSessionBus(const ServeOptions& options) {
   try {
     connection = sdbus::createSessionBusConnection();
   } catch (const sdbus::Error& error) {
-    return "cannot reach the session bus: " + error.getMessage();
+    return localizedFormat("cannot reach the session bus: {0}", {error.getMessage()});
   }
 
   const auto& log = options.environment.log;
@@ -79,9 +80,9 @@ std::optional<std::string> serveOnSessionBus(const ServeOptions& options) {
     } catch (const sdbus::Error& error) {
       if (error.getName().find("EEXIST") != std::string::npos ||
           error.getName().find("FileExists") != std::string::npos) {
-        return "a provider is already serving " + name + " on this bus";
+        return localizedFormat("a provider is already serving {0} on this bus", {name});
       }
-      return "cannot own " + name + ": " + error.getMessage();
+      return localizedFormat("cannot own {0}: {1}", {name, error.getMessage()});
     }
     runKeepAliveLoop([&] { serveSlice(*connection, server, options.slice); }, Textrix::isSpeaking,
                      log);

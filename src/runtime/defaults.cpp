@@ -10,6 +10,7 @@
 #include <set>
 #include <system_error>
 
+#include "runtime/localization.h"
 #include "util/atomic_file.h"
 
 namespace textrix {
@@ -239,7 +240,9 @@ void UserDefaults::removeObjectForKey(std::string_view key) {
 }
 
 std::string UserDefaults::synchronize() {
-  if (unreadable_) return "cannot read " + path_.string() + ", so it is left as it is";
+  if (unreadable_) {
+    return localizedFormat("cannot read {0}, so it is left as it is", {path_.string()});
+  }
   if (!changed_) return {};
   std::vector<std::string> lines = linesToWrite();
   std::string contents;

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "runtime/recent_services.h"
+#include "runtime/localization.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -65,7 +66,9 @@ void RecentServices::recordUse(std::string_view name) {
 
 std::string RecentServices::save() {
   if (!changed_ || path_.empty()) return {};
-  if (unreadable_) return "cannot read " + path_.string() + ", so it is left as it is";
+  if (unreadable_) {
+    return localizedFormat("cannot read {0}, so it is left as it is", {path_.string()});
+  }
   std::string contents;
   for (const std::string& name : names_) contents += name + "\n";
   std::string problem = replaceFileAtomically(path_, contents);

@@ -6,6 +6,7 @@
 
 #include "runtime/defaults.h"
 #include "runtime/formats.h"
+#include "runtime/localization.h"
 #include "services/attachments_and_links.h"
 #include "services/case.h"
 #include "services/insert.h"
@@ -165,162 +166,174 @@ struct ServiceHelp {
 
 constexpr ServiceHelp kHelp[] = {
     {"upper",
-     "Changes every letter to its capital form with the full Unicode mapping of no locale, so the "
-     "text may grow (\"straße\" becomes \"STRASSE\"). Rich text keeps its attributes run by run.",
+     N_("Changes every letter to its capital form with the full Unicode mapping of no locale, so "
+        "the "
+        "text may grow (\"straße\" becomes \"STRASSE\"). Rich text keeps its attributes run by "
+        "run."),
      "printf 'straße' | textrix upper"},
     {"lower",
-     "Changes every letter to its small form with the full Unicode mapping of no locale. Rich "
-     "text keeps its attributes run by run.",
+     N_("Changes every letter to its small form with the full Unicode mapping of no locale. Rich "
+        "text keeps its attributes run by run."),
      "printf 'HELLO World' | textrix lower"},
     {"capitalize-words",
-     "Puts the first letter of every word (by the Unicode word boundaries) in title case and "
-     "every other letter in lower case. Rich text keeps its attributes run by run.",
+     N_("Puts the first letter of every word (by the Unicode word boundaries) in title case and "
+        "every other letter in lower case. Rich text keeps its attributes run by run."),
      "printf 'hELLO wORLD' | textrix capitalize-words"},
     {"capitalize-sentences",
-     "Lower-cases the text, then capitalizes its first letter and the first letter after each "
-     "'.', ':' or ';' and after an opening straight double quote; '!' and '?' end no sentence. "
-     "Rich text comes back as plain text.",
+     N_("Lower-cases the text, then capitalizes its first letter and the first letter after each "
+        "'.', ':' or ';' and after an opening straight double quote; '!' and '?' end no sentence. "
+        "Rich text comes back as plain text."),
      "printf 'ONE. two; three' | textrix capitalize-sentences"},
     {"shift-left",
-     "Removes one indentation step from the start of every line: a tab, or blanks up to the tab "
-     "width (the TabulatorWidth setting). Rich text comes back as plain text.",
+     N_("Removes one indentation step from the start of every line: a tab, or blanks up to the tab "
+        "width (the TabulatorWidth setting). Rich text comes back as plain text."),
      "printf '\\tone\\n    two' | textrix shift-left"},
     {"shift-right",
-     "Puts a tab in front of every line, none after a final line break. Rich text comes back as "
-     "plain text.",
+     N_("Puts a tab in front of every line, none after a final line break. Rich text comes back as "
+        "plain text."),
      "printf 'one\\ntwo' | textrix shift-right"},
     {"entab",
-     "Replaces every run of spaces and tabs that ends exactly on a tab stop with one tab; blanks "
-     "short of a stop stay. Tab stops are every TabulatorWidth columns. Rich text keeps its "
-     "attributes.",
+     N_("Replaces every run of spaces and tabs that ends exactly on a tab stop with one tab; "
+        "blanks "
+        "short of a stop stay. Tab stops are every TabulatorWidth columns. Rich text keeps its "
+        "attributes."),
      "printf 'a       b' | textrix entab"},
     {"detab",
-     "Replaces every tab with the spaces up to the next tab stop, every TabulatorWidth columns. "
-     "Rich text keeps its attributes.",
+     N_("Replaces every tab with the spaces up to the next tab stop, every TabulatorWidth columns. "
+        "Rich text keeps its attributes."),
      "printf 'a\\tb' | textrix detab"},
     {"trim-left",
-     "Removes the spaces and tabs at the start of every line. Rich text comes back as plain text.",
+     N_("Removes the spaces and tabs at the start of every line. Rich text comes back as plain "
+        "text."),
      "printf '  one\\n\\ttwo' | textrix trim-left"},
     {"trim-right",
-     "Removes the spaces and tabs at the end of every line, keeping the line breaks. Rich text "
-     "comes back as plain text.",
+     N_("Removes the spaces and tabs at the end of every line, keeping the line breaks. Rich text "
+        "comes back as plain text."),
      "printf 'one  \\ntwo\\t' | textrix trim-right"},
     {"trim",
-     "Removes the spaces and tabs at both ends of every line, keeping the line breaks. Rich text "
-     "comes back as plain text.",
+     N_("Removes the spaces and tabs at both ends of every line, keeping the line breaks. Rich "
+        "text "
+        "comes back as plain text."),
      "printf '  one  \\n two ' | textrix trim"},
     {"speak-native",
-     "Reads the text aloud with the user's speech server, else with espeak-ng's default voice, "
-     "and returns when the speech has ended. --print prints the text instead, --wav FILE "
-     "records the speech in a WAV file. Writes no result.",
+     N_("Reads the text aloud with the user's speech server, else with espeak-ng's default voice, "
+        "and returns when the speech has ended. --print prints the text instead, --wav FILE "
+        "records the speech in a WAV file. Writes no result."),
      "printf 'Hello' | textrix speak-native --wav hello.wav"},
     {"speak-german",
-     "Respells German text as English-like phonetic text, spelling out digits and symbols in "
-     "German words, and reads that aloud with the default voice. --print prints the respelled "
-     "text, --wav FILE records the speech in a WAV file. Writes no result.",
+     N_("Respells German text as English-like phonetic text, spelling out digits and symbols in "
+        "German words, and reads that aloud with the default voice. --print prints the respelled "
+        "text, --wav FILE records the speech in a WAV file. Writes no result."),
      "printf 'ich' | textrix speak-german --print"},
     {"stop-speaking",
-     "Stops the speech that a speak service of this process or of the provider is making. Reads "
-     "no selection and writes no result.",
+     N_("Stops the speech that a speak service of this process or of the provider is making. Reads "
+        "no selection and writes no result."),
      "textrix call stop-speaking </dev/null"},
     {"sort-ascending",
-     "Sorts the lines from A to Z, ignoring case. The line endings stay where they were, so a "
-     "text without a final line break still ends without one. Rich text comes back as plain "
-     "text.",
+     N_("Sorts the lines from A to Z, ignoring case. The line endings stay where they were, so a "
+        "text without a final line break still ends without one. Rich text comes back as plain "
+        "text."),
      "printf 'pear\\nApple\\nfig' | textrix sort-ascending"},
     {"sort-descending",
-     "Sorts the lines from Z to A, ignoring case. The line endings stay where they were. Rich "
-     "text comes back as plain text.",
+     N_("Sorts the lines from Z to A, ignoring case. The line endings stay where they were. Rich "
+        "text comes back as plain text."),
      "printf 'pear\\nApple\\nfig' | textrix sort-descending"},
     {"insert-time",
-     "Writes the current time in the NSTimeFormatString format in place of the selection, which "
-     "is not read.",
+     N_("Writes the current time in the NSTimeFormatString format in place of the selection, which "
+        "is not read."),
      "textrix insert-time </dev/null"},
     {"insert-short-date",
-     "Writes today's date in the NSShortDateFormatString format in place of the selection, which "
-     "is not read.",
+     N_("Writes today's date in the NSShortDateFormatString format in place of the selection, "
+        "which "
+        "is not read."),
      "textrix insert-short-date </dev/null"},
     {"insert-long-date",
-     "Writes today's date in the NSDateFormatString format in place of the selection, which is "
-     "not read.",
+     N_("Writes today's date in the NSDateFormatString format in place of the selection, which is "
+        "not read."),
      "textrix insert-long-date </dev/null"},
     {"insert-short-date-time",
-     "Writes the short date and the time (NSShortDateFormatString and NSTimeFormatString) in "
-     "place of the selection, which is not read.",
+     N_("Writes the short date and the time (NSShortDateFormatString and NSTimeFormatString) in "
+        "place of the selection, which is not read."),
      "textrix insert-short-date-time </dev/null"},
     {"insert-long-date-time",
-     "Writes the long date and the time (NSDateFormatString and NSTimeFormatString) in place of "
-     "the selection, which is not read.",
+     N_("Writes the long date and the time (NSDateFormatString and NSTimeFormatString) in place of "
+        "the selection, which is not read."),
      "textrix insert-long-date-time </dev/null"},
     {"insert-path",
-     "Takes the selection as the path of a folder (a leading ~ is your home) and writes the paths "
-     "of everything below it, at any depth, one a line. Reports its message when the path names "
-     "no folder.",
+     N_("Takes the selection as the path of a folder (a leading ~ is your home) and writes the "
+        "paths "
+        "of everything below it, at any depth, one a line. Reports its message when the path names "
+        "no folder."),
      "printf '~/Documents' | textrix insert-path"},
     {"reformat",
-     "Turns hard-wrapped, mail-quoted text into flowing paragraphs: removes the > and < marks, "
-     "trims every line, joins the lines of a paragraph with single spaces and separates "
-     "paragraphs by a blank line. Rich text keeps its attributes.",
+     N_("Turns hard-wrapped, mail-quoted text into flowing paragraphs: removes the > and < marks, "
+        "trims every line, joins the lines of a paragraph with single spaces and separates "
+        "paragraphs by a blank line. Rich text keeps its attributes."),
      "printf '> Hello\\n> world.\\n>\\n> Bye\\n' | textrix reformat"},
     {"remove-attachments",
-     "Removes the pictures and files embedded in rich text and keeps everything else; an RTFD "
-     "with no attachment left comes back as RTF. Plain text comes back unchanged.",
+     N_("Removes the pictures and files embedded in rich text and keeps everything else; an RTFD "
+        "with no attachment left comes back as RTF. Plain text comes back unchanged."),
      "textrix remove-attachments letter.rtfd >letter.rtf"},
     {"remove-links",
-     "Turns the links of rich text into ordinary text, without their underline and colour. Plain "
-     "text comes back unchanged.",
+     N_("Turns the links of rich text into ordinary text, without their underline and colour. "
+        "Plain "
+        "text comes back unchanged."),
      "textrix remove-links page.rtf >plain-links.rtf"},
     {"remove-multiple-spaces",
-     "Replaces every run of spaces and tabs with one space. Rich text keeps its attributes.",
+     N_("Replaces every run of spaces and tabs with one space. Rich text keeps its attributes."),
      "printf 'a  \\t b' | textrix remove-multiple-spaces"},
     {"remove-multiple-feeds",
-     "Replaces every run of line breaks with one, so that no empty line is left. Rich text keeps "
-     "its attributes.",
+     N_("Replaces every run of line breaks with one, so that no empty line is left. Rich text "
+        "keeps "
+        "its attributes."),
      "printf 'one\\n\\n\\ntwo' | textrix remove-multiple-feeds"},
     {"remove-quotes",
-     "Removes every > and < of mail quoting; the blanks after them stay. Rich text keeps its "
-     "attributes.",
+     N_("Removes every > and < of mail quoting; the blanks after them stay. Rich text keeps its "
+        "attributes."),
      "printf '> quoted\\n>> twice' | textrix remove-quotes"},
     {"remove-line-endings",
-     "Joins the lines into one, with a space where each line break was. Rich text comes back as "
-     "plain text.",
+     N_("Joins the lines into one, with a space where each line break was. Rich text comes back as "
+        "plain text."),
      "printf 'one\\ntwo\\r\\nthree' | textrix remove-line-endings"},
     {"macintosh-line-endings",
-     "Ends every line with a carriage return (CR), whatever ended it before. Rich text comes back "
-     "as plain text.",
+     N_("Ends every line with a carriage return (CR), whatever ended it before. Rich text comes "
+        "back "
+        "as plain text."),
      "printf 'one\\r\\ntwo\\n' | textrix macintosh-line-endings"},
     {"unix-line-endings",
-     "Ends every line with a line feed (LF), whatever ended it before. Rich text comes back as "
-     "plain text.",
+     N_("Ends every line with a line feed (LF), whatever ended it before. Rich text comes back as "
+        "plain text."),
      "printf 'one\\r\\ntwo\\r' | textrix unix-line-endings"},
     {"windows-line-endings",
-     "Ends every line with a carriage return and a line feed (CR LF), whatever ended it before. "
-     "Rich text comes back as plain text.",
+     N_("Ends every line with a carriage return and a line feed (CR LF), whatever ended it before. "
+        "Rich text comes back as plain text."),
      "printf 'one\\ntwo\\n' | textrix windows-line-endings"},
     {"rotate",
-     "Moves each letter A to Z and a to z 13 places on in the alphabet (ROT13); other characters "
-     "stay, and rotating twice gives the text back. Rich text comes back as plain text.",
+     N_("Moves each letter A to Z and a to z 13 places on in the alphabet (ROT13); other "
+        "characters "
+        "stay, and rotating twice gives the text back. Rich text comes back as plain text."),
      "printf 'Hello, World!' | textrix rotate"},
     {"mac2windows",
-     "Repairs text whose Windows-1252 bytes were read as Mac OS Roman: each character goes back "
-     "to its Windows-1252 byte and is read as Mac OS Roman. Characters below U+0080 stay.",
+     N_("Repairs text whose Windows-1252 bytes were read as Mac OS Roman: each character goes back "
+        "to its Windows-1252 byte and is read as Mac OS Roman. Characters below U+0080 stay."),
      "printf '\\xc3\\xa9' | textrix mac2windows"},
     {"windows2mac",
-     "Repairs text whose Mac OS Roman bytes were read as Windows-1252: each character goes back "
-     "to its Mac OS Roman byte and is read as Windows-1252. Characters below U+0080 stay.",
+     N_("Repairs text whose Mac OS Roman bytes were read as Windows-1252: each character goes back "
+        "to its Mac OS Roman byte and is read as Windows-1252. Characters below U+0080 stay."),
      "printf '\\xc3\\xa9' | textrix windows2mac"},
     {"smart-quotes",
-     "Turns every straight double quote alternately into the opening and closing quote of your "
-     "language, and every straight apostrophe into a typographic one. Rich text keeps its "
-     "attributes.",
+     N_("Turns every straight double quote alternately into the opening and closing quote of your "
+        "language, and every straight apostrophe into a typographic one. Rich text keeps its "
+        "attributes."),
      "printf 'say \"hi\", it'\\''s' | textrix smart-quotes"},
     {"straight-quotes",
-     "Turns typographic single quotes, apostrophes and accents into ' and typographic double "
-     "quotes and guillemets into \". Rich text keeps its attributes.",
+     N_("Turns typographic single quotes, apostrophes and accents into ' and typographic double "
+        "quotes and guillemets into \". Rich text keeps its attributes."),
      "printf '\\xe2\\x80\\x9chi\\xe2\\x80\\x9d' | textrix straight-quotes"},
     {"statistics",
-     "Counts the characters, spaces, words and lines of the text and prints the panel: its title, "
-     "then the counts. Writes no result.",
+     N_("Counts the characters, spaces, words and lines of the text and prints the panel: its "
+        "title, "
+        "then the counts. Writes no result."),
      "printf 'hello world' | textrix statistics"},
 };
 
@@ -348,167 +361,176 @@ using M = ReadMode;
 
 // The services in the order of the menu.
 constexpr std::array kCatalogue = explained(std::array{
-    lineByLine(textService(
-        "upper", "doUpperService:userData:error:", M::mutableCopy, kUpperCaseMessage, "Upper Case",
-        "Changes every letter to its capital form.", editing([](auto& text) { uppercase(text); }))),
-    lineByLine(textService(
-        "lower", "doLowerService:userData:error:", M::mutableCopy, kLowerCaseMessage, "Lower Case",
-        "Changes every letter to its small form.", editing([](auto& text) { lowercase(text); }))),
-    lineByLine(textService("capitalize-words", "doCapitalizeWordsService:userData:error:",
-                           M::mutableCopy, kCapitalizeMessage, "Capitalize Words",
-                           "Capitalizes the first letter of every word and lower-cases the rest.",
-                           editing([](auto& text) { capitalize(text); }))),
+    lineByLine(textService("upper", "doUpperService:userData:error:", M::mutableCopy,
+                           kUpperCaseMessage, N_("Upper Case"),
+                           N_("Changes every letter to its capital form."),
+                           editing([](auto& text) { uppercase(text); }))),
+    lineByLine(textService("lower", "doLowerService:userData:error:", M::mutableCopy,
+                           kLowerCaseMessage, N_("Lower Case"),
+                           N_("Changes every letter to its small form."),
+                           editing([](auto& text) { lowercase(text); }))),
+    lineByLine(
+        textService("capitalize-words", "doCapitalizeWordsService:userData:error:", M::mutableCopy,
+                    kCapitalizeMessage, N_("Capitalize Words"),
+                    N_("Capitalizes the first letter of every word and lower-cases the rest."),
+                    editing([](auto& text) { capitalize(text); }))),
     textService(
         "capitalize-sentences", "doCapitalizeSentencesService:userData:error:", M::plain,
-        kCapitalizeMessage, "Capitalize Sentences",
-        "Lower-cases the text, then capitalizes the first letter of each sentence.",
+        kCapitalizeMessage, N_("Capitalize Sentences"),
+        N_("Lower-cases the text, then capitalizes the first letter of each sentence."),
         mapping([](std::u16string_view text) { return stringByCapitalizingSentences(text); })),
     lineByLine(textService(
         "shift-left", "doShiftLeftService:userData:error:", M::plain, kShiftLeftMessage,
-        "Shift Left", "Removes one tab, or a tab's width of spaces, from the start of every line.",
+        N_("Shift Left"),
+        N_("Removes one tab, or a tab's width of spaces, from the start of every line."),
         mapping([](std::u16string_view text) {
           return stringByShiftingLinesLeft(text, Textrix::tabs());
         }))),
     lineByLine(textService(
-        "shift-right", "doShiftRightService:userData:error:", M::plain, kShiftRightMessage,
-        "Shift Right", "Indents every line by one tab.",
+        "shift-right", "doShiftRightService:userData:error:", M::plain,
+        kShiftRightMessage, N_("Shift Right"), N_("Indents every line by one tab."),
         mapping([](std::u16string_view text) { return stringByShiftingLinesRight(text); }))),
     lineByLine(textService(
-        "entab", "doEntabService:userData:error:", M::lines, kTabsMessage, "Spaces to Tabs",
-        "Replaces the spaces that end on a tab stop with tabs.", convertTabsOfSelection<true>)),
+        "entab", "doEntabService:userData:error:", M::lines, kTabsMessage, N_("Spaces to Tabs"),
+        N_("Replaces the spaces that end on a tab stop with tabs."), convertTabsOfSelection<true>)),
     lineByLine(textService("detab", "doDetabService:userData:error:", M::lines, kTabsMessage,
-                           "Tabs to Spaces",
-                           "Replaces every tab with the spaces up to the next tab stop.",
+                           N_("Tabs to Spaces"),
+                           N_("Replaces every tab with the spaces up to the next tab stop."),
                            convertTabsOfSelection<false>)),
     lineByLine(textService("trim-left", "doTrimLeftService:userData:error:", M::plain, kTrimMessage,
-                           "Trim Line Starts",
-                           "Removes the spaces and tabs at the start of every line.",
+                           N_("Trim Line Starts"),
+                           N_("Removes the spaces and tabs at the start of every line."),
                            mapping([](std::u16string_view text) {
                              return stringByTrimmingLines(text, true, false);
                            }))),
     lineByLine(textService("trim-right", "doTrimRightService:userData:error:", M::plain,
-                           kTrimMessage, "Trim Line Ends",
-                           "Removes the spaces and tabs at the end of every line.",
+                           kTrimMessage, N_("Trim Line Ends"),
+                           N_("Removes the spaces and tabs at the end of every line."),
                            mapping([](std::u16string_view text) {
                              return stringByTrimmingLines(text, false, true);
                            }))),
     lineByLine(textService(
-        "trim", "doTrimService:userData:error:", M::plain, kTrimMessage, "Trim Lines",
-        "Removes the spaces and tabs at both ends of every line.",
+        "trim", "doTrimService:userData:error:", M::plain, kTrimMessage, N_("Trim Lines"),
+        N_("Removes the spaces and tabs at both ends of every line."),
         mapping([](std::u16string_view text) { return stringByTrimmingLines(text, true, true); }))),
     speaking(silentService("speak-native", "doSpeakNativeService:userData:error:", M::plain,
-                           "Speak", "Reads the text aloud with the default voice.",
+                           N_("Speak"), N_("Reads the text aloud with the default voice."),
                            speakSelection<false>)),
     speaking(silentService(
-        "speak-german", "doSpeakGermanService:userData:error:", M::plain, "Speak German",
-        "Reads German text aloud, respelled for the default voice.", speakSelection<true>)),
+        "speak-german", "doSpeakGermanService:userData:error:", M::plain, N_("Speak German"),
+        N_("Reads German text aloud, respelled for the default voice."), speakSelection<true>)),
     silentService("stop-speaking", "doStopSpeakingService:userData:error:", M::none,
-                  "Stop Speaking", "Stops the speech in progress.", stopSpeech),
+                  N_("Stop Speaking"), N_("Stops the speech in progress."), stopSpeech),
     textService("sort-ascending", "doSortAscendingService:userData:error:", M::plain, kSortMessage,
-                "Sort Lines Ascending", "Sorts the lines from A to Z, ignoring case.",
+                N_("Sort Lines Ascending"), N_("Sorts the lines from A to Z, ignoring case."),
                 mapping([](std::u16string_view text) {
                   return sortLines(text, sortCaseInsensitiveAscending);
                 })),
     textService("sort-descending", "doSortDescendingService:userData:error:", M::plain,
-                kSortMessage, "Sort Lines Descending",
-                "Sorts the lines from Z to A, ignoring case.",
+                kSortMessage, N_("Sort Lines Descending"),
+                N_("Sorts the lines from Z to A, ignoring case."),
                 mapping([](std::u16string_view text) {
                   return sortLines(text, sortCaseInsensitiveDescending);
                 })),
-    insertService("insert-time", "doInsertTimeService:userData:error:", M::none, {}, "Insert Time",
-                  "Puts the current time in place of the selection.", insertDate<timeFormat>),
+    insertService("insert-time", "doInsertTimeService:userData:error:", M::none, {},
+                  N_("Insert Time"), N_("Puts the current time in place of the selection."),
+                  insertDate<timeFormat>),
     insertService("insert-short-date", "doInsertShortDateService:userData:error:", M::none, {},
-                  "Insert Short Date",
-                  "Puts today's date, in short form, in place of the selection.",
+                  N_("Insert Short Date"),
+                  N_("Puts today's date, in short form, in place of the selection."),
                   insertDate<shortDateFormat>),
     insertService("insert-long-date", "doInsertLongDateService:userData:error:", M::none, {},
-                  "Insert Long Date", "Puts today's date, in long form, in place of the selection.",
+                  N_("Insert Long Date"),
+                  N_("Puts today's date, in long form, in place of the selection."),
                   insertDate<dateFormat>),
     insertService("insert-short-date-time", "doInsertShortDateTimeService:userData:error:", M::none,
-                  {}, "Insert Short Date and Time",
-                  "Puts the short date and the time in place of the selection.",
+                  {}, N_("Insert Short Date and Time"),
+                  N_("Puts the short date and the time in place of the selection."),
                   insertDate<shortDateTimeFormat>),
     insertService("insert-long-date-time", "doInsertLongDateTimeService:userData:error:", M::none,
-                  {}, "Insert Long Date and Time",
-                  "Puts the long date and the time in place of the selection.",
+                  {}, N_("Insert Long Date and Time"),
+                  N_("Puts the long date and the time in place of the selection."),
                   insertDate<dateTimeFormat>),
     insertService("insert-path", "doInsertPathService:userData:error:", M::plain,
-                  kInsertPathMessage, "Insert Directory Listing",
-                  "Replaces a selected folder's path with the paths of everything in it.",
+                  kInsertPathMessage, N_("Insert Directory Listing"),
+                  N_("Replaces a selected folder's path with the paths of everything in it."),
                   mapping([](std::u16string_view text) { return directoryListing(text); })),
     textService("reformat", "doReformatService:userData:error:", M::attributed, kReformatMessage,
-                "Reformat Paragraphs",
-                "Joins hard-wrapped, mail-quoted lines into paragraphs without > marks.",
+                N_("Reformat Paragraphs"),
+                N_("Joins hard-wrapped, mail-quoted lines into paragraphs without > marks."),
                 reformatSelection),
     lineByLine(textService("remove-attachments", "doRemoveAttachmentsService:userData:error:",
-                           M::mutableCopy, kRemoveAttachmentsMessage, "Remove Attachments",
-                           "Removes the pictures and files embedded in rich text.",
+                           M::mutableCopy, kRemoveAttachmentsMessage, N_("Remove Attachments"),
+                           N_("Removes the pictures and files embedded in rich text."),
                            editingRichText([](AttributedText& text) { removeAttachments(text); }))),
-    lineByLine(textService("remove-links", "doRemoveLinksService:userData:error:", M::mutableCopy,
-                           kRemoveLinksMessage, "Remove Links",
-                           "Turns links into ordinary text, without their underline and colour.",
-                           editingRichText([](AttributedText& text) { removeLinks(text); }))),
+    lineByLine(
+        textService("remove-links", "doRemoveLinksService:userData:error:", M::mutableCopy,
+                    kRemoveLinksMessage, N_("Remove Links"),
+                    N_("Turns links into ordinary text, without their underline and colour."),
+                    editingRichText([](AttributedText& text) { removeLinks(text); }))),
     lineByLine(textService("remove-multiple-spaces",
                            "doRemoveMultipleSpacesService:userData:error:", M::mutableCopy,
-                           kRemoveMultipleSpacesMessage, "Remove Multiple Spaces",
-                           "Replaces every run of spaces and tabs with one space.",
+                           kRemoveMultipleSpacesMessage, N_("Remove Multiple Spaces"),
+                           N_("Replaces every run of spaces and tabs with one space."),
                            editing([](auto& text) { removeMultipleSpaces(text); }))),
     // Removing multiple line breaks reports the spaces message: the two share it.
     textService("remove-multiple-feeds", "doRemoveMultipleFeedsService:userData:error:",
-                M::mutableCopy, kRemoveMultipleSpacesMessage, "Remove Multiple Line Breaks",
-                "Replaces every run of line breaks with one, removing empty lines.",
+                M::mutableCopy, kRemoveMultipleSpacesMessage, N_("Remove Multiple Line Breaks"),
+                N_("Replaces every run of line breaks with one, removing empty lines."),
                 editing([](auto& text) { removeMultipleFeeds(text); })),
     lineByLine(textService("remove-quotes", "doRemoveQuotesService:userData:error:", M::mutableCopy,
-                           kRemoveQuotesMessage, "Remove Quote Marks",
-                           "Removes every > and < of mail quoting.",
+                           kRemoveQuotesMessage, N_("Remove Quote Marks"),
+                           N_("Removes every > and < of mail quoting."),
                            editing([](auto& text) { removeQuotes(text); }))),
     lineByLine(textService(
         "remove-line-endings", "doRemoveLineEndingsService:userData:error:", M::plain,
-        kLineEndingsMessage, "Remove Line Endings",
-        "Joins the lines into one, with a space where each line ended.",
+        kLineEndingsMessage, N_("Remove Line Endings"),
+        N_("Joins the lines into one, with a space where each line ended."),
         mapping([](std::u16string_view text) { return replaceLineEndings(text, u" "); }))),
     lineByLine(textService(
         "macintosh-line-endings", "doMacintoshLineEndingsService:userData:error:", M::plain,
-        kLineEndingsMessage, "Macintosh Line Endings (CR)",
-        "Ends every line with a carriage return (CR).",
+        kLineEndingsMessage, N_("Macintosh Line Endings (CR)"),
+        N_("Ends every line with a carriage return (CR)."),
         mapping([](std::u16string_view text) { return replaceLineEndings(text, u"\r"); }))),
     lineByLine(textService(
         "unix-line-endings", "doUnixLineEndingsService:userData:error:", M::plain,
-        kLineEndingsMessage, "Unix Line Endings (LF)", "Ends every line with a line feed (LF).",
+        kLineEndingsMessage, N_("Unix Line Endings (LF)"),
+        N_("Ends every line with a line feed (LF)."),
         mapping([](std::u16string_view text) { return replaceLineEndings(text, u"\n"); }))),
     lineByLine(textService(
         "windows-line-endings", "doWindowsLineEndingsService:userData:error:", M::plain,
-        kLineEndingsMessage, "Windows Line Endings (CR LF)",
-        "Ends every line with a carriage return and a line feed (CR LF).",
+        kLineEndingsMessage, N_("Windows Line Endings (CR LF)"),
+        N_("Ends every line with a carriage return and a line feed (CR LF)."),
         mapping([](std::u16string_view text) { return replaceLineEndings(text, u"\r\n"); }))),
     lineByLine(
         textService("rotate", "doRotateService:userData:error:", M::plain, kRotateMessage,
-                    "Rotate Letters (ROT13)",
-                    "Moves each letter A to Z 13 places on; doing it twice restores the text.",
+                    N_("Rotate Letters (ROT13)"),
+                    N_("Moves each letter A to Z 13 places on; doing it twice restores the text."),
                     mapping([](std::u16string_view text) {
                       return stringByRotating13(std::u16string(text));
                     }))),
-    lineByLine(
-        textService("mac2windows", "doMac2WindowsService:userData:error:", M::plain,
-                    kEncodingMessage, "Repair Mac Text for Windows",
-                    "Repairs Mac text read as Windows text: its Windows-1252 bytes as Mac Roman.",
-                    mapping([](std::u16string_view text) { return mac2Windows(text); }))),
-    lineByLine(
-        textService("windows2mac", "doWindows2MacService:userData:error:", M::plain,
-                    kEncodingMessage, "Repair Windows Text for Mac",
-                    "Repairs Windows text read as Mac text: its Mac Roman bytes as Windows-1252.",
-                    mapping([](std::u16string_view text) { return windows2Mac(text); }))),
+    lineByLine(textService(
+        "mac2windows", "doMac2WindowsService:userData:error:", M::plain, kEncodingMessage,
+        N_("Repair Mac Text for Windows"),
+        N_("Repairs Mac text read as Windows text: its Windows-1252 bytes as Mac Roman."),
+        mapping([](std::u16string_view text) { return mac2Windows(text); }))),
+    lineByLine(textService(
+        "windows2mac", "doWindows2MacService:userData:error:", M::plain, kEncodingMessage,
+        N_("Repair Windows Text for Mac"),
+        N_("Repairs Windows text read as Mac text: its Mac Roman bytes as Windows-1252."),
+        mapping([](std::u16string_view text) { return windows2Mac(text); }))),
     textService("smart-quotes", "doSmartQuotesService:userData:error:", M::attributedCopy,
-                kQuotesMessage, "Smart Quotes",
-                "Turns typewriter quotes and apostrophes into typographic ones.",
+                kQuotesMessage, N_("Smart Quotes"),
+                N_("Turns typewriter quotes and apostrophes into typographic ones."),
                 convertToSmartQuotesOfUser),
-    lineByLine(
-        textService("straight-quotes", "doStraightQuotesService:userData:error:", M::attributedCopy,
-                    kQuotesMessage, "Straight Quotes",
-                    "Turns typographic quotes, guillemets and apostrophes into typewriter ones.",
-                    editing([](auto& text) { convertToStraightQuotes(text); }))),
-    silentService("statistics", "doStatisticsService:userData:error:", M::plain, "Statistics",
-                  "Counts the characters, spaces, words and lines, and shows the counts.",
+    lineByLine(textService(
+        "straight-quotes",
+        "doStraightQuotesService:userData:error:", M::attributedCopy, kQuotesMessage,
+        N_("Straight Quotes"),
+        N_("Turns typographic quotes, guillemets and apostrophes into typewriter ones."),
+        editing([](auto& text) { convertToStraightQuotes(text); }))),
+    silentService("statistics", "doStatisticsService:userData:error:", M::plain, N_("Statistics"),
+                  N_("Counts the characters, spaces, words and lines, and shows the counts."),
                   showStatistics),
 });
 

@@ -14,9 +14,11 @@ namespace {
 
 // The quotation marks, as UTF-8: the catalogs' keys of the double quotes, and the marks and sets
 // that are not localized.
-constexpr std::string_view kOpeningQuoteKey = "\xE2\x80\x9E";  // U+201E
-constexpr std::string_view kClosingQuoteKey = "\xE2\x80\x9D";  // U+201D
-constexpr std::string_view kApostrophe = "\xE2\x80\x99";       // U+2019
+// TRANSLATORS: the opening double quote that smart quotes put in: one UTF-16 code unit, no spaces.
+constexpr std::string_view kOpeningQuoteKey = N_("\xE2\x80\x9E");  // U+201E
+// TRANSLATORS: the closing double quote that smart quotes put in: one UTF-16 code unit, no spaces.
+constexpr std::string_view kClosingQuoteKey = N_("\xE2\x80\x9D");  // U+201D
+constexpr std::string_view kApostrophe = "\xE2\x80\x99";           // U+2019
 // U+00B4, U+0060, U+2018, U+2019.
 constexpr std::string_view kSingleQuoteSet = "\xC2\xB4`\xE2\x80\x98\xE2\x80\x99";
 // U+201C, U+201D, U+201E, U+00AB, U+00BB.

@@ -5,6 +5,7 @@
 #include <charconv>
 
 #include "runtime/formats.h"
+#include "runtime/localization.h"
 
 namespace textrix {
 namespace {
@@ -22,16 +23,18 @@ bool isOneLine(std::string_view value) {
 }
 
 constexpr auto kSettings = std::to_array<Setting>({
-    {kTabulatorWidthKey, "a whole number from 2 to 99",
-     "the columns between tab stops for entab, detab and the shift services (4 when unset)",
+    {kTabulatorWidthKey, N_("a whole number from 2 to 99"),
+     N_("the columns between tab stops for entab, detab and the shift services (4 when unset)"),
      isTabWidth},
-    {kShortDateFormatKey, "a date format such as %d.%m.%y",
-     "the date of insert-short-date and insert-short-date-time (the locale's when unset)",
+    {kShortDateFormatKey, N_("a date format such as %d.%m.%y"),
+     N_("the date of insert-short-date and insert-short-date-time (the locale's when unset)"),
      isOneLine},
-    {kDateFormatKey, "a date format such as %A, %e %B %Y",
-     "the date of insert-long-date and insert-long-date-time (the locale's when unset)", isOneLine},
-    {kTimeFormatKey, "a time format such as %H:%M:%S",
-     "the time of insert-time and the date-and-time services (the locale's when unset)", isOneLine},
+    {kDateFormatKey, N_("a date format such as %A, %e %B %Y"),
+     N_("the date of insert-long-date and insert-long-date-time (the locale's when unset)"),
+     isOneLine},
+    {kTimeFormatKey, N_("a time format such as %H:%M:%S"),
+     N_("the time of insert-time and the date-and-time services (the locale's when unset)"),
+     isOneLine},
 });
 
 }  // namespace
