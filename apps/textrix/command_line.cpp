@@ -67,8 +67,8 @@ std::optional<CommandError> leftOverProblem(const CLI::App& app, std::string_vie
   return std::nullopt;
 }
 
-// The width that help paragraphs are wrapped to, in characters: what a terminal shows unwrapped.
-constexpr std::int32_t kHelpWidth = 79;
+// Where the descriptions of the options begin in a help, after their names.
+constexpr std::int32_t kOptionColumn = 25;
 
 // The characters of line from start to end, without the blanks that end them.
 std::int32_t visibleWidth(const icu::UnicodeString& line, std::int32_t start, std::int32_t end) {
@@ -76,9 +76,9 @@ std::int32_t visibleWidth(const icu::UnicodeString& line, std::int32_t start, st
   return line.countChar32(start, end - start);
 }
 
-// line, longer than kHelpWidth, broken at the language's line-break opportunities into lines that
+// line, longer than width, broken at the language's line-break opportunities into lines that
 // fit where a break allows it; each line keeps line's indentation.
-std::string wrappedLine(const icu::UnicodeString& line) {
+std::string wrappedLine(const icu::UnicodeString& line, std::int32_t width) {
   std::string out;
   UErrorCode status = U_ZERO_ERROR;
   const std::unique_ptr<icu::BreakIterator> breaks(
@@ -104,16 +104,17 @@ std::string wrappedLine(const icu::UnicodeString& line) {
   std::int32_t fitting = 0;  // the last break that keeps the current line within the width
   for (std::int32_t end = breaks->following(0); end != icu::BreakIterator::DONE;
        end = breaks->next()) {
-    const std::int32_t width = (lineStart > 0 ? indent : 0) + visibleWidth(line, lineStart, end);
-    if (width > kHelpWidth && fitting > lineStart) appendLine(fitting);
+    const std::int32_t used = (lineStart > 0 ? indent : 0) + visibleWidth(line, lineStart, end);
+    if (used > width && fitting > lineStart) appendLine(fitting);
     fitting = end;
   }
   appendLine(line.length());
   return out;
 }
 
-// text with every line longer than kHelpWidth wrapped; shorter lines stay as they are laid out.
-std::string wrappedText(std::string_view text) {
+}  // namespace
+
+std::string wrappedText(std::string_view text, std::int32_t width) {
   std::string out;
   std::size_t start = 0;
   while (start <= text.size()) {
@@ -122,8 +123,8 @@ std::string wrappedText(std::string_view text) {
     const std::string_view line = text.substr(start, end - start);
     const icu::UnicodeString unicodeLine = icu::UnicodeString::fromUTF8(
         icu::StringPiece(line.data(), static_cast<std::int32_t>(line.size())));
-    if (unicodeLine.countChar32() > kHelpWidth) {
-      out += wrappedLine(unicodeLine);
+    if (unicodeLine.countChar32() > width) {
+      out += wrappedLine(unicodeLine, width);
     } else {
       out += line;
     }
@@ -134,6 +135,29 @@ std::string wrappedText(std::string_view text) {
   return out;
 }
 
+std::string helpRow(std::string_view name, std::string_view description, std::int32_t column) {
+  std::string row = "  " + std::string(name);
+  row.resize(std::max<std::size_t>(row.size() + 1, static_cast<std::size_t>(column)), ' ');
+  const std::string indentation(static_cast<std::size_t>(column), ' ');
+  for (const char c : wrappedText(description, kHelpWidth - column)) {
+    row += c;
+    if (c == '\n') row += indentation;
+  }
+  return row + "\n";
+}
+
+namespace {
+
+// app's help with every line within kHelpWidth: the descriptions of the options wrap in their
+// column, the text after them as the description above them.
+std::string helpOf(CLI::App& app) {
+  for (CLI::Option* option : app.get_options()) {
+    option->description(wrappedText(option->get_description(), kHelpWidth - kOptionColumn));
+  }
+  app.footer(wrappedText(app.get_footer()));
+  return app.help();
+}
+
 }  // namespace
 
 std::unique_ptr<CLI::App> subcommandParser(std::string_view name, std::string_view description) {
@@ -141,6 +165,7 @@ std::unique_ptr<CLI::App> subcommandParser(std::string_view name, std::string_vi
       std::make_unique<CLI::App>(wrappedText(description) + "\n", "textrix " + std::string(name));
   app->allow_extras();
   const std::shared_ptr<CLI::FormatterBase> formatter = app->get_formatter();
+  formatter->column_width(kOptionColumn);
   for (const char* label : {N_("Usage"), N_("OPTIONS"), N_("Positionals"), N_("REQUIRED")}) {
     formatter->label(label, localized(label));
   }
@@ -176,7 +201,7 @@ std::optional<int> parseCommandLine(CLI::App& app, std::span<const std::string_v
   try {
     app.parse(reversed);
   } catch (const CLI::CallForHelp&) {
-    writeText(stdout, app.help());
+    writeText(stdout, helpOf(app));
     return kSuccess;
   } catch (const CLI::ParseError& error) {
     return report(parseProblem(app, error));

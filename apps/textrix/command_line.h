@@ -12,6 +12,7 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -28,6 +29,17 @@ struct SelectionArguments {
   std::optional<std::string> file;
   std::optional<std::string_view> type;  // the pasteboard type named by --type
 };
+
+// The width that helps are wrapped to, in characters: what a terminal shows unwrapped.
+inline constexpr std::int32_t kHelpWidth = 79;
+
+// text with every line longer than width wrapped at the language's line-break opportunities, each
+// part keeping the line's indentation; shorter lines stay as they are laid out.
+std::string wrappedText(std::string_view text, std::int32_t width = kHelpWidth);
+
+// A row of a two-column help: "  name", then from column on the description, wrapped within
+// kHelpWidth and indented to column on its further lines.
+std::string helpRow(std::string_view name, std::string_view description, std::int32_t column);
 
 // A parser for "textrix NAME" that takes -h and --help, with the description its help opens with.
 std::unique_ptr<CLI::App> subcommandParser(std::string_view name, std::string_view description);

@@ -23,63 +23,71 @@ namespace textrix::command {
 namespace {
 
 constexpr const char* kDescription =
-    N_("Applies a text service to FILE (or standard input) and writes the result to standard\n"
-       "output. Plain text is UTF-8; input that begins with {\\rtf is RTF, input that begins with "
-       "the\n"
-       "flat RTFD signature is RTFD; --type overrides the detection. The result has the type the\n"
-       "service wrote: plain text, RTF or flat RTFD. 'textrix SERVICE --help' (or 'textrix help\n"
-       "SERVICE') tells what a service does, with an example.\n"
+    N_("Applies a text service to FILE (or standard input) and writes the result to\n"
+       "standard output. Plain text is UTF-8; input that begins with {\\rtf is RTF,\n"
+       "input that begins with the flat RTFD signature is RTFD; --type overrides the\n"
+       "detection. The result has the type the service wrote: plain text, RTF or flat\n"
+       "RTFD. 'textrix SERVICE --help' (or 'textrix help SERVICE') tells what a service\n"
+       "does, with an example.\n"
        "\n"
        "Commands:\n"
-       "  SERVICE [FILE]        apply the service to FILE, or to standard input when none or -\n"
-       "  list [--long]         one line per service and action: name, tab, title (and summary)\n"
+       "  SERVICE [FILE]        apply the service to FILE, or to standard input when\n"
+       "                        none or -\n"
+       "  list [--long]         one line per service and action: name, tab, title (and\n"
+       "                        summary)\n"
        "  defaults read [KEY]   print one setting, or all of them as KEY=VALUE lines\n"
        "  defaults write KEY VALUE\n"
        "                        store a setting\n"
        "  defaults delete KEY   remove a setting\n"
        "  serve                 run the provider on the session bus\n"
-       "  call SERVICE [FILE]   send the request to the provider over the session bus (which\n"
-       "                        starts it when needed) and print the result as SERVICE does\n"
-       "  pick [SERVICE]        apply a service to the selected text of any application and\n"
-       "                        leave the result on the clipboard; without SERVICE it asks for\n"
-       "                        one in a chooser, the services used last first\n"
+       "  call SERVICE [FILE]   send the request to the provider over the session bus\n"
+       "                        (which starts it when needed) and print the result as\n"
+       "                        SERVICE does\n"
+       "  pick [SERVICE]        apply a service to the selected text of any\n"
+       "                        application and leave the result on the clipboard;\n"
+       "                        without SERVICE it asks for one in a chooser, the\n"
+       "                        services used last first\n"
        "  help [COMMAND]        this help, or the help of a service or command\n"
        "\n"
        "Options:\n"
-       "  -h, --help            print the help (after a service or command: its own) and exit\n"
+       "  -h, --help            print the help (after a service or command: its own)\n"
+       "                        and exit\n"
        "  -V, --version         print the version and exit\n"
        "  --type plain|rtf|rtfd read the selection as this type instead of detecting it\n"
-       "  --wav FILE            speak-native, speak-german: write the speech to this WAV file\n"
-       "                        instead of the sound device\n"
-       "  --print               speak-native, speak-german: print the text that would be spoken\n"
-       "                        instead of speaking it\n"
-       "  --slice SECONDS       serve: serve in slices of this many seconds (default 30; also\n"
-       "                        $TEXTRIX_SLICE_SECONDS); the provider ends after a slice in which\n"
-       "                        nothing was asked and nothing is being spoken\n"
-       "  --application NAME    call: the name of the application the request is made for\n"
-       "  --repeat              pick: apply the service that pick applied last, without a chooser\n"
-       "  --clipboard           pick: use the clipboard's text rather than what is selected now\n"
-       "  --chooser COMMAND     pick: ask in this command (run by /bin/sh; the items come on its\n"
-       "                        standard input, one a line) instead of fuzzel, wofi, rofi, dmenu\n"
-       "                        or zenity\n"
-       "  --                    end the options: what follows is an operand, even if it starts\n"
-       "                        with -\n"
+       "  --wav FILE            speak-native, speak-german: write the speech to this\n"
+       "                        WAV file instead of the sound device\n"
+       "  --print               speak-native, speak-german: print the text that would\n"
+       "                        be spoken instead of speaking it\n"
+       "  --slice SECONDS       serve: serve in slices of this many seconds (default\n"
+       "                        30; also $TEXTRIX_SLICE_SECONDS); the provider ends\n"
+       "                        after a slice in which nothing was asked and nothing is\n"
+       "                        being spoken\n"
+       "  --application NAME    call: the name of the application the request is made\n"
+       "                        for\n"
+       "  --repeat              pick: apply the service that pick applied last, without\n"
+       "                        a chooser\n"
+       "  --clipboard           pick: use the clipboard's text rather than what is\n"
+       "                        selected now\n"
+       "  --chooser COMMAND     pick: ask in this command (run by /bin/sh; the items\n"
+       "                        come on its standard input, one a line) instead of\n"
+       "                        fuzzel, wofi, rofi, dmenu or zenity\n"
+       "  --                    end the options: what follows is an operand, even if it\n"
+       "                        starts with -\n"
        "\n"
-       "Exit status: 0 done, 1 the service reported its message (or a setting is missing),\n"
-       "2 bad usage or input, 3 the session bus or the provider cannot be reached (textrix call,\n"
-       "textrix serve, textrix pick), 4 no display or a missing helper program (textrix pick).\n"
+       "Exit status: 0 done, 1 the service reported its message (or a setting is\n"
+       "missing), 2 bad usage or input, 3 the session bus or the provider cannot be\n"
+       "reached (textrix call, textrix serve, textrix pick), 4 no display or a missing\n"
+       "helper program (textrix pick).\n"
        "\n"
        "Settings live in $TEXTRIX_DEFAULTS, else $XDG_CONFIG_HOME/textrix/defaults.\n"
-       "Your own actions, executable filters that textrix list shows after the services, live in\n"
-       "$XDG_CONFIG_HOME/textrix/actions (else ~/.config/textrix/actions) and in textrix/actions\n"
-       "of each directory of $XDG_DATA_DIRS (else /usr/local/share:/usr/share). An action may run\n"
-       "for $TEXTRIX_ACTION_TIMEOUT seconds, else 30.\n");
+       "Your own actions, executable filters that textrix list shows after the\n"
+       "services, live in $XDG_CONFIG_HOME/textrix/actions (else\n"
+       "~/.config/textrix/actions) and in textrix/actions of each directory of\n"
+       "$XDG_DATA_DIRS (else /usr/local/share:/usr/share). An action may run for\n"
+       "$TEXTRIX_ACTION_TIMEOUT seconds, else 30.\n");
 
 void writeNameAndTitle(std::FILE* stream, std::string_view name, std::string_view title) {
-  std::string line = "  " + std::string(name);
-  line.resize(std::max<std::size_t>(line.size() + 1, 26), ' ');
-  line += title;
-  writeText(stream, line + "\n");
+  writeText(stream, helpRow(name, title, 26));
 }
 
 void writeServiceList(std::FILE* stream) {
@@ -100,7 +108,7 @@ int help() {
   writeText(stdout, localized(kUsage));
   writeText(stdout, "\n" + localized(kDescription));
   writeText(stdout, "\n" + localized("Settings (textrix defaults):") + "\n");
-  writeText(stdout, settingsHelp());
+  writeText(stdout, wrappedText(settingsHelp()));
   writeServiceList(stdout);
   return kSuccess;
 }

@@ -21,7 +21,28 @@ class Command : public textrix::CommandTest {
   Outcome run(std::vector<std::string> arguments, const std::string& input = {}) const {
     return runCommand(std::move(arguments), input);
   }
+  // Runs the command in a language, with the catalogs of the build tree.
+  Outcome runIn(const std::string& language, std::vector<std::string> arguments,
+                const std::string& input = {}) const {
+    std::vector<std::string> environment = baseEnvironment();
+    environment.push_back("LANGUAGE=" + language);
+    environment.push_back("TEXTRIX_LOCALEDIR=" TEXTRIX_BUILD_LOCALEDIR);
+    return runCommand(std::move(arguments), input, std::move(environment));
+  }
 };
+
+// The lines of text longer than width characters.
+std::vector<std::string> linesLongerThan(const std::string& text, std::size_t width) {
+  std::vector<std::string> longer;
+  std::size_t start = 0;
+  while (start < text.size()) {
+    const std::size_t end = std::min(text.find('\n', start), text.size());
+    const std::string line = text.substr(start, end - start);
+    if (textrix::utf16FromUtf8(line).size() > width) longer.push_back(line);
+    start = end + 1;
+  }
+  return longer;
+}
 
 TEST_F(Command, ExitStatusesFollowTheContract) {
   struct Case {
@@ -257,6 +278,25 @@ TEST_F(Command, EveryServiceAndSubcommandHasItsHelp) {
     EXPECT_EQ(result.err, "");
     for (const std::string& part : c.contains) {
       EXPECT_NE(result.out.find(part), std::string::npos) << part << "\n" << result.out;
+    }
+  }
+}
+
+TEST_F(Command, EveryHelpFitsATerminalInEveryLanguage) {
+  std::vector<std::vector<std::string>> helps = {{"--help"},          {"list", "--help"},
+                                                 {"defaults", "--help"}, {"serve", "--help"},
+                                                 {"call", "--help"},     {"pick", "--help"}};
+  const std::string list = run({"list"}).out;
+  for (std::size_t start = 0; start < list.size(); start = list.find('\n', start) + 1) {
+    helps.push_back({list.substr(start, list.find('\t', start) - start), "--help"});
+  }
+  ASSERT_EQ(helps.size(), 6u + 38u);
+  for (const char* language : {"en", "de", "fr"}) {
+    for (const std::vector<std::string>& arguments : helps) {
+      SCOPED_TRACE(language + (" " + arguments.front()));
+      const Outcome result = runIn(language, arguments);
+      EXPECT_EQ(result.status, 0) << result.err;
+      EXPECT_EQ(linesLongerThan(result.out, 79), std::vector<std::string>{});
     }
   }
 }
