@@ -283,9 +283,9 @@ TEST_F(Command, EveryServiceAndSubcommandHasItsHelp) {
 }
 
 TEST_F(Command, EveryHelpFitsATerminalInEveryLanguage) {
-  std::vector<std::vector<std::string>> helps = {{"--help"},          {"list", "--help"},
-                                                 {"defaults", "--help"}, {"serve", "--help"},
-                                                 {"call", "--help"},     {"pick", "--help"}};
+  std::vector<std::vector<std::string>> helps = {
+      {"--help"},          {"list", "--help"}, {"defaults", "--help"},
+      {"serve", "--help"}, {"call", "--help"}, {"pick", "--help"}};
   const std::string list = run({"list"}).out;
   for (std::size_t start = 0; start < list.size(); start = list.find('\n', start) + 1) {
     helps.push_back({list.substr(start, list.find('\t', start) - start), "--help"});
