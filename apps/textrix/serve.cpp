@@ -48,7 +48,7 @@ int serve(std::span<const std::string_view> arguments) {
           {kBusName}));
   addValueOption(
       *app, "--slice", "SECONDS",
-      localized("the slice length, more than 0 (default 30, else $TEXTRIX_SLICE_SECONDS)"),
+      localized("the slice length, more than 0 (default $TEXTRIX_SLICE_SECONDS when set, else 30)"),
       localized("--slice needs a number of seconds, more than 0"),
       [&slice](const std::string& value) { slice = value; });
   if (std::optional<int> status =

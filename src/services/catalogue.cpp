@@ -314,11 +314,11 @@ constexpr ServiceHelp kHelp[] = {
         "stay, and rotating twice gives the text back. Rich text comes back as plain text."),
      "printf 'Hello, World!' | textrix rotate"},
     {"mac2windows",
-     N_("Repairs text whose Windows-1252 bytes were read as Mac OS Roman: each character goes back "
+     N_("Repairs text whose Mac OS Roman bytes were read as Windows-1252: each character goes back "
         "to its Windows-1252 byte and is read as Mac OS Roman. Characters below U+0080 stay."),
      "printf '\\xc3\\xa9' | textrix mac2windows"},
     {"windows2mac",
-     N_("Repairs text whose Mac OS Roman bytes were read as Windows-1252: each character goes back "
+     N_("Repairs text whose Windows-1252 bytes were read as Mac OS Roman: each character goes back "
         "to its Mac OS Roman byte and is read as Windows-1252. Characters below U+0080 stay."),
      "printf '\\xc3\\xa9' | textrix windows2mac"},
     {"smart-quotes",

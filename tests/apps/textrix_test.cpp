@@ -257,7 +257,7 @@ TEST_F(Command, EveryServiceAndSubcommandHasItsHelp) {
       {{"detab", "--help"},
        {"Usage: textrix detab", "printf 'a\\tb' | textrix detab", "Takes: NSStringPboardType",
         "Error: Couldn't de/encode tabs of string."}},
-      {{"help", "mac2windows"}, {"Repair Mac Text for Windows: Repairs text whose Windows-1252"}},
+      {{"help", "mac2windows"}, {"Repair Mac Text for Windows: Repairs text whose Mac OS"}},
       {{"speak-native", "-h"}, {"--wav FILE", "--print"}},
       {{"upper", "a", "b", "--help"}, {"Usage: textrix upper"}},
       {{"call", "--help"}, {"Usage: textrix call", "--application NAME"}},
@@ -298,6 +298,45 @@ TEST_F(Command, EveryHelpFitsATerminalInEveryLanguage) {
       EXPECT_EQ(result.status, 0) << result.err;
       EXPECT_EQ(linesLongerThan(result.out, 79), std::vector<std::string>{});
     }
+  }
+}
+
+TEST_F(Command, SpeaksTheUsersLanguageButKeepsTheServicesMessages) {
+  struct Case {
+    const char* language;
+    std::vector<std::string> arguments;
+    std::string input;
+    int status;
+    std::string outContains, errContains;
+  };
+  const Case cases[] = {
+      {"de", {"uper"}, "", 2, "", "textrix: unbekannter Dienst uper; meinten Sie upper?\nAufruf:"},
+      {"fr", {"uper"}, "", 2, "", "service inconnu uper\u00a0; vouliez-vous dire upper\u00a0?"},
+      {"de", {"list"}, "", 0, "upper\tGro\u00dfbuchstaben\n", ""},
+      {"fr", {"upper", "--help"}, "", 0, "Utilisation: textrix upper [OPTIONS] [FILE]", ""},
+      {"de", {"upper"}, "ok \xC3\x28", 2, "", "ung\u00fcltiges UTF-8 bei Byte 3"},
+      {"fr", {"defaults", "write", "TabulatorWidth", "1"}, "", 2, "", "TabulatorWidth accepte"},
+      {"de", {"statistics"}, "a b", 0, "Statistik\nZeichen:2\n", ""},
+      // A service's own message is the same in every language.
+      {"de",
+       {"upper", "--type", "rtf"},
+       "{\\rtf1 {",
+       1,
+       "",
+       "Error: Couldn't upper case string.\n"},
+      {"fr",
+       {"upper", "--type", "rtf"},
+       "{\\rtf1 {",
+       1,
+       "",
+       "Error: Couldn't upper case string.\n"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.language + (" " + testing::PrintToString(c.arguments)));
+    const Outcome result = runIn(c.language, c.arguments, c.input);
+    EXPECT_EQ(result.status, c.status);
+    EXPECT_NE(result.out.find(c.outContains), std::string::npos) << result.out;
+    EXPECT_NE(result.err.find(c.errContains), std::string::npos) << result.err;
   }
 }
 
