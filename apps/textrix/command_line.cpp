@@ -70,10 +70,10 @@ std::optional<CommandError> leftOverProblem(const CLI::App& app, std::string_vie
 // Where the descriptions of the options begin in a help, after their names.
 constexpr std::int32_t kOptionColumn = 25;
 
-// The characters of line from start to end, without the blanks that end them.
-std::int32_t visibleWidth(const icu::UnicodeString& line, std::int32_t start, std::int32_t end) {
+// Where the part of line from start to end ends without the blanks that end it.
+std::int32_t visibleEnd(const icu::UnicodeString& line, std::int32_t start, std::int32_t end) {
   while (end > start && u_isWhitespace(line.char32At(end - 1))) --end;
-  return line.countChar32(start, end - start);
+  return end;
 }
 
 // line, longer than width, broken at the language's line-break opportunities into lines that
@@ -89,10 +89,7 @@ std::string wrappedLine(const icu::UnicodeString& line, std::int32_t width) {
   const icu::UnicodeString indentation(line, 0, indent);
   std::int32_t lineStart = 0;
   const auto appendLine = [&](std::int32_t end) {
-    icu::UnicodeString text(line, lineStart, end - lineStart);
-    while (!text.isEmpty() && u_isWhitespace(text.char32At(text.length() - 1))) {
-      text.truncate(text.length() - 1);
-    }
+    icu::UnicodeString text(line, lineStart, visibleEnd(line, lineStart, end) - lineStart);
     if (lineStart > 0) {
       out += '\n';
       text.insert(0, indentation);
@@ -104,7 +101,9 @@ std::string wrappedLine(const icu::UnicodeString& line, std::int32_t width) {
   std::int32_t fitting = 0;  // the last break that keeps the current line within the width
   for (std::int32_t end = breaks->following(0); end != icu::BreakIterator::DONE;
        end = breaks->next()) {
-    const std::int32_t used = (lineStart > 0 ? indent : 0) + visibleWidth(line, lineStart, end);
+    const std::int32_t used =
+        (lineStart > 0 ? indent : 0) +
+        line.countChar32(lineStart, visibleEnd(line, lineStart, end) - lineStart);
     if (used > width && fitting > lineStart) appendLine(fitting);
     fitting = end;
   }
