@@ -4,7 +4,7 @@
 // characters, same runs, same attribute values. In a package, attachments are compared by their
 // bytes or folder object, as the writer may rename them to keep their file names unique and safe,
 // and a picture becomes a file of it; written alone, a picture must come back with the same bytes,
-// format and sizes.
+// format and sizes. Markup (footnotes, tables, lists, fields) must come back saying the same.
 
 #include <cstdint>
 #include <cstdlib>
@@ -27,6 +27,13 @@ bool sameAttachment(const textrix::Attachment& a, const textrix::Attachment& b, 
 }
 
 bool sameValue(const textrix::AttributeValue& a, const textrix::AttributeValue& b, Form form) {
+  // Markup read again sits at another place in the written document, but must say the same.
+  const auto* firstMarkup = std::get_if<textrix::Markup>(&a);
+  const auto* secondMarkup = std::get_if<textrix::Markup>(&b);
+  if (firstMarkup != nullptr && secondMarkup != nullptr) {
+    return firstMarkup->code == secondMarkup->code && firstMarkup->fonts == secondMarkup->fonts &&
+           firstMarkup->colors == secondMarkup->colors;
+  }
   const auto* first = std::get_if<textrix::Attachment>(&a);
   const auto* second = std::get_if<textrix::Attachment>(&b);
   if (first != nullptr && second != nullptr) return sameAttachment(*first, *second, form);

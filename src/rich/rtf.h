@@ -16,6 +16,15 @@
 //
 // Characters and control words correspond one to one: \par is U+000A, \line U+2028, \tab U+0009,
 // \page U+000C; every other character outside printable ASCII is written as \uN.
+//
+// What a word processor's RTF holds beyond that travels as Markup (text/attributes.h) on the
+// characters it belongs to, and is written back where it was: the lists and the headers and footers
+// at the head of the document, footnotes, bookmarks, comments, shapes and the literal numbers of
+// list items before the character that follows them, a table row's layout before its first
+// character, \cell and \row on the tab and line end they read as (kStructureAttributeName), a list
+// item's and a table cell's paragraph words, and the instruction of a field other than a link
+// around its result. A service that changes characters inside a table or a field changes only them;
+// one that removes the character a piece of markup is on removes the markup with it.
 #pragma once
 
 #include <map>
@@ -29,6 +38,18 @@
 #include "text/attributed_text.h"
 
 namespace textrix {
+
+// The attributes that carry RTF markup, each a Markup.
+// On every character: what sat at the head of the document (list tables, headers, footers).
+inline constexpr std::string_view kRtfDocumentMarkupAttributeName = "TextrixRtfDocument";
+// Written before the characters: what sat in the text before the first of them.
+inline constexpr std::string_view kRtfMarkupBeforeAttributeName = kMarkupBeforeAttributeName;
+// Written after the characters: what followed the last character of the document.
+inline constexpr std::string_view kRtfMarkupAfterAttributeName = "TextrixRtfAfter";
+// Written with the paragraph's own words: the list it is an item of, the table it is a cell of.
+inline constexpr std::string_view kRtfParagraphMarkupAttributeName = "TextrixRtfParagraph";
+// Written around the characters: the instruction of the field whose result they are.
+inline constexpr std::string_view kRtfFieldAttributeName = "TextrixRtfField";
 
 // The page layout of a document, in points, as far as the RTF states it (\paperw, \paperh,
 // \margl, \margr, \margt, \margb). An absent value was not stated.

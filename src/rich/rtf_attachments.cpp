@@ -1,14 +1,15 @@
 // SPDX-License-Identifier: MIT
 // Pictures and \NeXTGraphic groups, which both become one attachment character. A picture is named
 // image1.png, image2.wmf, ... by its format in the order met, since the document gives it no name;
-// a picture that names no format is dropped, as no program could show its bytes. A \NeXTGraphic
-// group names a file or folder of the RTFD package, looked up among those the caller gave, so that
-// the text alone still reads.
+// a picture that names no format the reader knows stays in the text as markup, as it was written. A
+// \NeXTGraphic group names a file or folder of the RTFD package, looked up among those the caller
+// gave, so that the text alone still reads.
 
 #include <memory>
 #include <string>
 #include <utility>
 
+#include "rich/rtf_markup.h"
 #include "rich/rtf_reader.h"
 #include "text/encodings.h"
 
@@ -39,7 +40,15 @@ void RtfReader::endDestination(const GroupState& closed) {
                           .formatParameter = pictureFormatParameter_,
                           .size = pictureSize_});
       }
+      // A picture of no format that a program could show stays as it was written.
+      if (pictureFormat_ == PictureFormat::none && group().destination == Destination::text) {
+        addMarkup(rtf_.substr(closed.start, pos_ - closed.start), closed.start, false);
+      }
       picture_.clear();
+      break;
+    case Destination::fieldInstruction:
+      fields_[static_cast<std::size_t>(closed.field)].instructionGroups.append(
+          withUnicodeSkip(rtf_.substr(closed.start, pos_ - closed.start), closed.unicodeSkip));
       break;
     case Destination::attachmentName: {
       std::string name = encodeUtf8(attachmentName_);
@@ -69,12 +78,7 @@ void RtfReader::endDestination(const GroupState& closed) {
 }
 
 void RtfReader::appendAttachment(Attachment attachment) {
-  if (group().destination != Destination::text) return;
-  updateAttributes();
-  flushText();
-  AttributeDictionary attributes = pendingAttributes_;
-  attributes.setObject(std::move(attachment), kAttachmentAttributeName);
-  text_.appendString(std::u16string_view(&kAttachmentCharacter, 1), attributes);
+  appendCharacterWith(kAttachmentCharacter, kAttachmentAttributeName, std::move(attachment));
 }
 
 }  // namespace textrix::detail

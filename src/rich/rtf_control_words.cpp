@@ -21,25 +21,32 @@ struct WordEntry {
 
 constexpr auto kWords = std::to_array<WordEntry>({
     {"NeXTGraphic", Word::nextGraphic},
-    {"aftncn", Word::skippedDestination},
-    {"aftnsep", Word::skippedDestination},
-    {"aftnsepc", Word::skippedDestination},
-    {"annotation", Word::skippedDestination},
+    {"aftncn", Word::sectionMarkup},
+    {"aftnsep", Word::sectionMarkup},
+    {"aftnsepc", Word::sectionMarkup},
+    {"annotation", Word::bodyMarkup},
     {"ansi", Word::ansi},
     {"ansicpg", Word::ansicpg},
-    {"atnauthor", Word::skippedDestination},
-    {"atnid", Word::skippedDestination},
+    {"atnauthor", Word::bodyMarkup},
+    {"atnid", Word::bodyMarkup},
     {"b", Word::b},
     {"bin", Word::bin},
-    {"bkmkend", Word::skippedDestination},
-    {"bkmkstart", Word::skippedDestination},
+    {"bkmkend", Word::bodyMarkup},
+    {"bkmkstart", Word::bodyMarkup},
     {"blue", Word::blue},
     {"bullet", Word::bullet},
     {"caps", Word::caps},
     {"cb", Word::cb},
     {"cell", Word::cell},
     {"cf", Word::cf},
+    {"chatn", Word::generatedCharacter},
     {"chcbpat", Word::cb},
+    {"chdate", Word::generatedCharacter},
+    {"chdpa", Word::generatedCharacter},
+    {"chdpl", Word::generatedCharacter},
+    {"chftn", Word::generatedCharacter},
+    {"chpgn", Word::generatedCharacter},
+    {"chtime", Word::generatedCharacter},
     {"colortbl", Word::colortbl},
     {"cpg", Word::cpg},
     {"datafield", Word::skippedDestination},
@@ -60,34 +67,39 @@ constexpr auto kWords = std::to_array<WordEntry>({
     {"fldinst", Word::fldinst},
     {"fldrslt", Word::fldrslt},
     {"fonttbl", Word::fonttbl},
-    {"footer", Word::skippedDestination},
-    {"footerf", Word::skippedDestination},
-    {"footerl", Word::skippedDestination},
-    {"footerr", Word::skippedDestination},
-    {"footnote", Word::skippedDestination},
+    {"footer", Word::sectionMarkup},
+    {"footerf", Word::sectionMarkup},
+    {"footerl", Word::sectionMarkup},
+    {"footerr", Word::sectionMarkup},
+    {"footnote", Word::bodyMarkup},
     {"fs", Word::fs},
     {"fsmilli", Word::fsmilli},
-    {"ftncn", Word::skippedDestination},
-    {"ftnsep", Word::skippedDestination},
-    {"ftnsepc", Word::skippedDestination},
+    {"ftncn", Word::sectionMarkup},
+    {"ftnsep", Word::sectionMarkup},
+    {"ftnsepc", Word::sectionMarkup},
     {"green", Word::green},
-    {"header", Word::skippedDestination},
-    {"headerf", Word::skippedDestination},
-    {"headerl", Word::skippedDestination},
-    {"headerr", Word::skippedDestination},
+    {"header", Word::sectionMarkup},
+    {"headerf", Word::sectionMarkup},
+    {"headerl", Word::sectionMarkup},
+    {"headerr", Word::sectionMarkup},
     {"height", Word::height},
     {"highlight", Word::cb},
     {"i", Word::i},
+    {"ilvl", Word::ilvl},
     {"info", Word::skippedDestination},
+    {"intbl", Word::intbl},
+    {"itap", Word::itap},
     {"jpegblip", Word::jpegblip},
     {"keep", Word::keep},
     {"keepn", Word::keepn},
     {"ldblquote", Word::ldblquote},
     {"li", Word::li},
     {"line", Word::line},
-    {"listoverridetable", Word::skippedDestination},
-    {"listtable", Word::skippedDestination},
+    {"listoverridetable", Word::documentMarkup},
+    {"listtable", Word::documentMarkup},
+    {"listtext", Word::bodyMarkup},
     {"lquote", Word::lquote},
+    {"ls", Word::ls},
     {"ltrmark", Word::ltrmark},
     {"ltrpar", Word::ltrpar},
     {"mac", Word::mac},
@@ -96,6 +108,10 @@ constexpr auto kWords = std::to_array<WordEntry>({
     {"margl", Word::margl},
     {"margr", Word::margr},
     {"margt", Word::margt},
+    {"nestcell", Word::nestcell},
+    {"nestrow", Word::nestrow},
+    {"nesttableprops", Word::bodyMarkup},
+    {"nonesttables", Word::bodyMarkup},
     {"nonshppict", Word::nonshppict},
     {"nosupersub", Word::nosupersub},
     {"objdata", Word::skippedDestination},
@@ -116,8 +132,9 @@ constexpr auto kWords = std::to_array<WordEntry>({
     {"picwgoal", Word::picwgoal},
     {"plain", Word::plain},
     {"pmmetafile", Word::pmmetafile},
-    {"pn", Word::skippedDestination},
+    {"pn", Word::bodyMarkup},
     {"pngblip", Word::pngblip},
+    {"pntext", Word::bodyMarkup},
     {"pntxta", Word::skippedDestination},
     {"pntxtb", Word::skippedDestination},
     {"qc", Word::qc},
@@ -133,10 +150,12 @@ constexpr auto kWords = std::to_array<WordEntry>({
     {"rquote", Word::rquote},
     {"rtlmark", Word::rtlmark},
     {"rtlpar", Word::rtlpar},
-    {"rxe", Word::skippedDestination},
+    {"rxe", Word::bodyMarkup},
     {"sa", Word::sa},
     {"sb", Word::sb},
     {"scaps", Word::scaps},
+    {"shp", Word::bodyMarkup},
+    {"shpgrp", Word::bodyMarkup},
     {"shppict", Word::shppict},
     {"sl", Word::sl},
     {"slleading", Word::slleading},
@@ -148,7 +167,7 @@ constexpr auto kWords = std::to_array<WordEntry>({
     {"super", Word::super},
     {"tab", Word::tab},
     {"tb", Word::tb},
-    {"tc", Word::skippedDestination},
+    {"tc", Word::bodyMarkup},
     {"tldot", Word::tldot},
     {"tleq", Word::tleq},
     {"tlhyph", Word::tlhyph},
@@ -158,8 +177,9 @@ constexpr auto kWords = std::to_array<WordEntry>({
     {"tqc", Word::tqc},
     {"tqdec", Word::tqdec},
     {"tqr", Word::tqr},
+    {"trowd", Word::trowd},
     {"tx", Word::tx},
-    {"txe", Word::skippedDestination},
+    {"txe", Word::bodyMarkup},
     {"u", Word::u},
     {"uc", Word::uc},
     {"ul", Word::ul},
@@ -188,7 +208,7 @@ constexpr auto kWords = std::to_array<WordEntry>({
     {"wbmwidthbytes", Word::wbmwidthbytes},
     {"width", Word::width},
     {"wmetafile", Word::wmetafile},
-    {"xe", Word::skippedDestination},
+    {"xe", Word::bodyMarkup},
     {"zwj", Word::zwj},
     {"zwnj", Word::zwnj},
 });
@@ -313,11 +333,13 @@ char16_t characterOfWord(Word word) {
   switch (word) {
     case Word::par:
     case Word::row:
+    case Word::nestrow:
       return u'\n';
     case Word::line:
       return u'\u2028';
     case Word::tab:
     case Word::cell:
+    case Word::nestcell:
       return u'\t';
     case Word::page:
       return u'\f';
@@ -427,7 +449,8 @@ bool RtfReader::applyDestination(Word word) {
       return true;
     case Word::field:
       group().field = static_cast<int>(fields_.size());
-      fields_.emplace_back();
+      group().ownsField = true;
+      fields_.emplace_back().start = group().start;
       return true;
     case Word::fldinst:
       if (group().field >= 0) {
@@ -441,9 +464,12 @@ bool RtfReader::applyDestination(Word word) {
         Field& field = fields_[static_cast<std::size_t>(group().field)];
         if (!field.parsed) {
           field.url = hyperlinkUrl(field.instruction);
+          if (!field.url && !field.instructionGroups.empty()) {
+            field.markup = markupOf(field.instructionGroups, field.start);
+          }
           field.parsed = true;
         }
-        if (field.url) group().format.field = group().field;
+        if (field.url || field.markup) group().format.field = group().field;
       }
       formatChanged_ = true;
       return true;
@@ -466,12 +492,18 @@ bool RtfReader::applyDestination(Word word) {
     case Word::skippedDestination:
       skipGroup();
       return true;
+    case Word::bodyMarkup:
+    case Word::sectionMarkup:
+    case Word::documentMarkup:
+      captureGroup(word);
+      return true;
     default:
       return false;
   }
 }
 
 void RtfReader::applyWord(Word word, const ControlWord& control) {
+  if (applyMarkupWord(word, control)) return;
   if (const char16_t c = characterOfWord(word)) {
     appendUnits(std::u16string_view(&c, 1));
     return;
@@ -597,6 +629,18 @@ void RtfReader::applyParagraphFormat(Word word, const ControlWord& control) {
   switch (word) {
     case Word::pard:
       paragraph = ParagraphState{};
+      break;
+    case Word::intbl:
+      paragraph.inTable = true;
+      break;
+    case Word::itap:
+      paragraph.tableDepth = std::max(value, 0);
+      break;
+    case Word::ls:
+      paragraph.list = std::max(value, 0);
+      break;
+    case Word::ilvl:
+      paragraph.listLevel = std::max(value, 0);
       break;
     case Word::ql:
       paragraph.alignment = TextAlignment::left;

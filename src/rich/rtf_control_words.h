@@ -39,6 +39,12 @@ enum class Word : std::uint8_t {
   nonshppict,
   nextGraphic,
   skippedDestination,
+  bodyMarkup,      // kept as markup before the next character
+  sectionMarkup,   // kept at the head of the document before any text, else as bodyMarkup
+  documentMarkup,  // kept at the head of the document
+  // markup that is not a destination
+  generatedCharacter,  // a number the word processor puts in (a footnote's, a page's)
+  trowd,               // a table row's layout: the words that follow, up to one the reader knows
   // document
   ansi,
   mac,
@@ -130,6 +136,10 @@ enum class Word : std::uint8_t {
   outlinelevel,
   keepn,
   keep,
+  intbl,  // the paragraph is a table cell's
+  itap,   // at this depth of nested tables
+  ls,     // an item of this list
+  ilvl,   // at this level
   // pictures and attachments
   pngblip,
   jpegblip,
@@ -157,6 +167,8 @@ enum class Word : std::uint8_t {
   page,
   cell,
   row,
+  nestcell,
+  nestrow,
   emdash,
   endash,
   emspace,

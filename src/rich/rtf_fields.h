@@ -8,6 +8,8 @@
 #include <string>
 #include <string_view>
 
+#include "text/attributes.h"
+
 namespace textrix::detail {
 
 // One \field of the document; groups refer to it by its index among the document's fields.
@@ -15,6 +17,9 @@ struct Field {
   std::u16string instruction;
   std::optional<std::u16string> url;  // set when the instruction is a HYPERLINK
   bool parsed = false;                // the instruction is parsed once, at the first \fldrslt
+  std::string instructionGroups;      // the \fldinst groups as written, kept for other fields
+  std::optional<Markup> markup;       // made of them at the first \fldrslt of a field kept whole
+  std::size_t start = 0;              // the offset of the field's group
 };
 
 // The URL of a HYPERLINK field instruction (the target, then "#" and the \l anchor when given),

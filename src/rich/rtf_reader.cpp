@@ -25,6 +25,19 @@ namespace {
 constexpr std::size_t kMaxDepth = 10000;
 constexpr double kSingleLineSpacing = 240.0;  // \sl with \slmult1: 240 is one line
 
+// The words that make a paragraph a list item or a table cell, which travel as markup.
+std::string paragraphWords(const ParagraphState& state) {
+  std::string words;
+  if (state.inTable) words += "\\intbl";
+  if (state.tableDepth > 0) (words += "\\itap") += std::to_string(state.tableDepth);
+  // A level means something only in a list; outline numbering states it for headings too.
+  if (state.list >= 0) {
+    (words += "\\ls") += std::to_string(state.list);
+    if (state.listLevel >= 0) (words += "\\ilvl") += std::to_string(state.listLevel);
+  }
+  return words;
+}
+
 // Whether c may be in a control word's name; the locale must not widen that to other letters.
 bool isAsciiLetter(char c) {
   return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
@@ -171,6 +184,7 @@ RichTextReading RtfReader::read() {
     return reading;
   }
   flushText();
+  finishMarkup();
   reading.text = std::move(text_);
   reading.documentAttributes = documentAttributes_;
   return reading;
@@ -182,27 +196,36 @@ void RtfReader::fail(RichTextErrorKind kind, std::size_t offset) {
 
 void RtfReader::openGroup() {
   flushBytes();
+  endRowDefinition(pos_);
   fallbackToSkip_ = 0;
   if (groups_.size() >= kMaxDepth) {
     fail(RichTextErrorKind::tooDeep, pos_);
     return;
   }
-  ++pos_;
   GroupState inner = groups_.empty() ? GroupState{} : group();
   inner.ownsDestination = false;
+  inner.ownsField = false;
   inner.ignorable = false;
+  inner.start = pos_;
+  inner.unitsAtStart = unitsRead();
+  inner.markupAtStart = pendingMarkup_.size();
+  inner.headMarkupAtStart = headMarkup_.size();
+  ++pos_;
   groups_.push_back(inner);
 }
 
 void RtfReader::closeGroup() {
   flushBytes();
+  endRowDefinition(pos_);
   fallbackToSkip_ = 0;
   ++pos_;
   if (group().destination == Destination::fontTable) finishFontEntry();
   const GroupState closed = group();
   groups_.pop_back();
   formatChanged_ = true;
-  if (closed.ownsDestination && !groups_.empty()) endDestination(closed);
+  if (groups_.empty()) return;
+  if (closed.ownsDestination) endDestination(closed);
+  if (closed.ownsField) endField(closed);
 }
 
 void RtfReader::skipGroup() {
@@ -257,6 +280,7 @@ void RtfReader::readControl() {
     readControlWord();
     return;
   }
+  endRowDefinition(pos_);
   pos_ += 2;
   if (symbol == '\'') {
     int value = 0;
@@ -301,10 +325,12 @@ void RtfReader::readControl() {
 }
 
 void RtfReader::readControlWord() {
+  wordStart_ = pos_;
   const ControlWord control = parseControlWord(rtf_, pos_ + 1);
   pos_ = control.end;
   flushBytes();
   const Word word = lookUpWord(control.name);
+  if (word != Word::unknown) endRowDefinition(wordStart_);
   if (word == Word::bin) {
     readBinary(control);
     return;
@@ -335,6 +361,7 @@ void RtfReader::beginDestination(Destination destination) {
 }
 
 void RtfReader::readPlainBytes() {
+  endRowDefinition(pos_);
   std::size_t end = pos_;
   while (end < rtf_.size() && isPlainByte(rtf_[end])) ++end;
   const Destination destination = group().destination;
@@ -400,6 +427,7 @@ std::u16string* RtfReader::textTarget() {
   switch (group().destination) {
     case Destination::text:
       updateAttributes();
+      if (!pendingMarkup_.empty()) placePendingMarkup();
       return &pendingText_;
     case Destination::fontTable:
       return fontEntry_ >= 0 ? &fontName_ : nullptr;
@@ -456,19 +484,41 @@ AttributeDictionary RtfReader::attributesOf(const CharacterState& state) const {
   }
   addCharacterEffects(state, attributes);
   if (state.field >= 0) {
-    attributes.setObject(Link{*fields_[static_cast<std::size_t>(state.field)].url},
-                         kLinkAttributeName);
+    const Field& field = fields_[static_cast<std::size_t>(state.field)];
+    if (field.url) {
+      attributes.setObject(Link{*field.url}, kLinkAttributeName);
+    } else if (field.markup) {
+      attributes.setObject(*field.markup, kRtfFieldAttributeName);
+    }
   }
   const ParagraphStyle paragraph = paragraphStyleOf(state.paragraph);
   if (!(paragraph == ParagraphStyle{})) {
     attributes.setObject(paragraph, kParagraphStyleAttributeName);
+  }
+  if (std::string words = paragraphWords(state.paragraph); !words.empty()) {
+    attributes.setObject(Markup{.code = std::move(words)}, kRtfParagraphMarkupAttributeName);
   }
   return attributes;
 }
 
 void RtfReader::flushText() {
   if (pendingText_.empty()) return;
-  text_.appendString(pendingText_, pendingAttributes_);
+  std::size_t marked = 0;
+  if (!markupBefore_.empty()) {
+    // The markup goes on the whole first character, both halves of a surrogate pair.
+    marked = pendingText_.size() > 1 && (pendingText_[0] & 0xFC00) == 0xD800 &&
+                     (pendingText_[1] & 0xFC00) == 0xDC00
+                 ? 2
+                 : 1;
+    AttributeDictionary attributes = pendingAttributes_;
+    attributes.setObject(markupOf(markupBefore_, markupBeforePosition_),
+                         kRtfMarkupBeforeAttributeName);
+    text_.appendString(std::u16string_view(pendingText_).substr(0, marked), attributes);
+    markupBefore_.clear();
+  }
+  if (marked < pendingText_.size()) {
+    text_.appendString(std::u16string_view(pendingText_).substr(marked), pendingAttributes_);
+  }
   pendingText_.clear();
 }
 

@@ -2,8 +2,9 @@
 // The RTF reader's class and the state it keeps per group, private to the rich text code. The
 // reader's work is spread over files by what it handles: rtf_reader.cpp tokenizes and keeps the
 // group stack and the runs of text, rtf_control_words.cpp applies each control word, and
-// rtf_attachments.cpp turns pictures and \NeXTGraphic groups into attachment characters; they
-// share this one declaration so that each sees the same state.
+// rtf_attachments.cpp turns pictures and \NeXTGraphic groups into attachment characters, and
+// rtf_markup.cpp keeps what the text model has no place for as markup; they share this one
+// declaration so that each sees the same state.
 #pragma once
 
 #include <array>
@@ -74,6 +75,10 @@ struct ParagraphState {
   int outlineLevel = -1;  // -1: body text
   bool keepWithNext = false;
   bool keepTogether = false;
+  bool inTable = false;
+  int tableDepth = 0;  // of nested tables; 0: not stated, or not in one
+  int list = -1;       // -1: not a list item
+  int listLevel = -1;
 
   bool operator==(const ParagraphState&) const = default;
 };
@@ -95,7 +100,7 @@ struct CharacterState {
   bool hidden = false;
   int foreground = 0;  // colour table index; 0 is automatic
   int background = 0;
-  int field = -1;  // the hyperlink field whose result this is, or -1
+  int field = -1;  // the field (a link, or one kept as markup) whose result this is, or -1
   ParagraphState paragraph;
 
   bool operator==(const CharacterState&) const = default;
@@ -105,10 +110,15 @@ struct CharacterState {
 struct GroupState {
   CharacterState format;
   Destination destination = Destination::text;
-  bool ownsDestination = false;  // the destination began in this group, and ends with it
-  bool ignorable = false;        // \* came, so an unknown destination that follows is skipped
-  int unicodeSkip = 1;           // \uc: fallback characters after each \u
-  int field = -1;                // the \field this group is part of
+  bool ownsDestination = false;       // the destination began in this group, and ends with it
+  bool ignorable = false;             // \* came, so an unknown destination that follows is skipped
+  int unicodeSkip = 1;                // \uc: fallback characters after each \u
+  int field = -1;                     // the \field this group is part of
+  bool ownsField = false;             // the \field began in this group
+  std::size_t start = 0;              // the offset of the group's brace
+  std::size_t unitsAtStart = 0;       // the characters of the text read before the group
+  std::size_t markupAtStart = 0;      // and the bytes of pending markup
+  std::size_t headMarkupAtStart = 0;  // and of the markup of the document's head
 };
 
 // An entry of the font table, by its \f number.
@@ -181,6 +191,31 @@ class RtfReader {
   // Appends one attachment character to the text, with the attributes of the text around it.
   void appendAttachment(Attachment attachment);
 
+  // Markup (rtf_markup.cpp).
+
+  // Applies a word that the reader keeps as markup; false when word is none of them.
+  bool applyMarkupWord(Word word, const ControlWord& control);
+  // Keeps the rest of the current group, from its brace, as markup, and closes it.
+  void captureGroup(Word kind);
+  // Keeps code, read at position, as markup before the next character, or at the document's head.
+  void addMarkup(std::string_view code, std::size_t position, bool head);
+  // Ends the table row layout being kept, at end.
+  void endRowDefinition(std::size_t end);
+  // Ends the field whose group closed: a field without result characters is kept whole.
+  void endField(const GroupState& closed);
+  // The markup of code read at position, its fonts and colours numbered by its own lists.
+  Markup markupOf(std::string_view code, std::size_t position) const;
+  // Moves the pending markup onto the next character appended, ending the run before it.
+  void placePendingMarkup();
+  // Adds the pending markup, if any, to the attributes of a character appended alone.
+  void takePendingMarkup(AttributeDictionary& attributes);
+  // Puts what the document ends with after its last character, and its head on every character.
+  void finishMarkup();
+  // The characters of the text read so far.
+  std::size_t unitsRead() const { return text_.length() + pendingText_.size(); }
+  // Appends one character with an attribute of its own besides those of the text around it.
+  void appendCharacterWith(char16_t c, std::string_view name, AttributeValue value);
+
   // Text, runs and tables (rtf_reader.cpp).
 
   // The code page of the current font, else the document's.
@@ -236,6 +271,15 @@ class RtfReader {
   AttachmentSize pictureSize_;
   int pictureHighNibble_ = -1;
   int pictureCount_ = 0;
+
+  // Markup
+  std::size_t wordStart_ = 0;  // the offset of the control word being applied
+  std::string pendingMarkup_;  // met since the last character, for the next one
+  std::size_t pendingMarkupPosition_ = 0;
+  std::string markupBefore_;  // for the first character of the pending run
+  std::size_t markupBeforePosition_ = 0;
+  std::string headMarkup_;  // the document's head
+  std::optional<std::size_t> rowDefinitionStart_;
 
   // Text
   int fallbackToSkip_ = 0;  // characters still to skip after \u, or the byte after an attachment

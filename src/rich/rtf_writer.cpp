@@ -20,6 +20,7 @@
 
 #include "rich/rtf.h"
 #include "rich/rtf_control_words.h"
+#include "rich/rtf_markup.h"
 #include "text/encodings.h"
 
 namespace textrix {
@@ -73,7 +74,32 @@ struct WrittenFormat {
   int foreground = 0;  // colour table index; 0 is automatic
   int background = 0;
   ParagraphStyle paragraph;
+  std::string paragraphWords;  // a list item's or a table cell's
 };
+
+// The attributes whose markup names fonts and colours of the tables.
+constexpr std::string_view kMarkupAttributeNames[] = {
+    kRtfDocumentMarkupAttributeName, kRtfMarkupBeforeAttributeName, kRtfMarkupAfterAttributeName,
+    kRtfFieldAttributeName};
+
+// The field that characters are the result of: a link, or one whose instruction is markup.
+struct FieldOfText {
+  const Link* link = nullptr;
+  const Markup* instruction = nullptr;
+
+  bool operator==(const FieldOfText& other) const {
+    const auto same = [](const auto* a, const auto* b) { return a == b || (a && b && *a == *b); };
+    return same(link, other.link) && same(instruction, other.instruction);
+  }
+};
+
+// Whether code ends with a control word, which text after it must be kept apart from.
+bool endsWithControlWord(std::string_view code) {
+  const std::size_t last = code.find_last_of("\\{} \r\n");
+  if (last == std::string_view::npos || code[last] != '\\' || last + 1 == code.size()) return false;
+  const char first = code[last + 1];
+  return (first >= 'a' && first <= 'z') || (first >= 'A' && first <= 'Z');
+}
 
 // The integer attribute under name, or 0.
 std::int64_t integerAttribute(const AttributeDictionary& attributes, std::string_view name) {
@@ -198,12 +224,15 @@ class RtfWriter {
 
   void writeHeader();
   void writeRun(const AttributedText::Run& run);
-  void writeLinkChange(const Link* link);
-  void writeParagraphStyle(const ParagraphStyle& style);
+  void closeField();
+  void openField(const FieldOfText& field);
+  void writeMarkup(const Markup& markup);
+  void writeParagraphStyle(const ParagraphStyle& style, const std::string& words);
   void writeCharacterFormat(const WrittenFormat& format);
   void writeCharacterEffects(const WrittenFormat& format);
   void writeTabStops(const std::vector<TabStop>& tabStops);
-  void writeCharacters(std::u16string_view characters, const Attachment* attachment);
+  void writeCharacters(std::u16string_view characters, const Attachment* attachment,
+                       const Markup* characterMarkup);
   void writeAttachment(const Attachment& attachment);
   void writePicture(const Attachment& attachment);
   std::u16string attachmentName(const Attachment& attachment);
@@ -226,8 +255,9 @@ class RtfWriter {
   std::map<RgbColor, int> colorIndices_;
 
   WrittenFormat written_;
-  WrittenFormat outsideLink_;  // the format outside the open link's group
-  const Link* openLink_ = nullptr;
+  WrittenFormat outsideField_;  // the format outside the open field's group
+  FieldOfText openField_;
+  std::vector<const Markup*> documentMarkup_;  // each piece once, in order
   bool atParagraphStart_ = true;
 
   RtfWriting result_;
@@ -243,7 +273,7 @@ RtfWriting RtfWriter::write() {
   out_.reserve(text_.length() + text_.length() / 8 + runs.size() * 16 + 256);
   writeHeader();
   for (const AttributedText::Run& run : runs) writeRun(run);
-  writeLinkChange(nullptr);
+  closeField();
   raw("}\n");
   result_.rtf = std::move(out_);
   return std::move(result_);
@@ -266,6 +296,26 @@ void RtfWriter::collectTables(const std::vector<AttributedText::Run>& runs) {
     }
     addColor(run.attributes, kForegroundColorAttributeName);
     addColor(run.attributes, kBackgroundColorAttributeName);
+    for (std::string_view name : kMarkupAttributeNames) {
+      const Markup* markup = run.attributes.get<Markup>(name);
+      if (markup == nullptr) continue;
+      for (const std::string& markupFamily : markup->fonts) {
+        if (fontIndices_.emplace(markupFamily, static_cast<int>(fonts_.size())).second) {
+          fonts_.push_back(markupFamily);
+        }
+      }
+      for (const Color& color : markup->colors) {
+        const RgbColor rgb = rgbOf(color);
+        if (colorIndices_.emplace(rgb, static_cast<int>(colors_.size()) + 1).second) {
+          colors_.push_back(rgb);
+        }
+      }
+    }
+    const Markup* head = run.attributes.get<Markup>(kRtfDocumentMarkupAttributeName);
+    if (head != nullptr && std::none_of(documentMarkup_.begin(), documentMarkup_.end(),
+                                        [&](const Markup* known) { return *known == *head; })) {
+      documentMarkup_.push_back(head);
+    }
   }
   if (fonts_.empty()) fonts_.emplace_back(kDefaultFamily);
 }
@@ -302,6 +352,9 @@ WrittenFormat RtfWriter::formatOf(const AttributeDictionary& attributes) const {
   if (const auto* style = attributes.get<ParagraphStyle>(kParagraphStyleAttributeName)) {
     format.paragraph = *style;
   }
+  if (const Markup* words = attributes.get<Markup>(kRtfParagraphMarkupAttributeName)) {
+    format.paragraphWords = words->code;
+  }
   return format;
 }
 
@@ -323,6 +376,11 @@ void RtfWriter::writeHeader() {
   }
   raw("}\n");
   needsDelimiter_ = false;
+  for (const Markup* markup : documentMarkup_) writeMarkup(*markup);
+  if (!documentMarkup_.empty()) {
+    raw("\n");
+    needsDelimiter_ = false;
+  }
   if (documentAttributes_ != nullptr) {
     const std::pair<std::string_view, const std::optional<double>*> layout[] = {
         {"paperw", &documentAttributes_->paperWidth}, {"paperh", &documentAttributes_->paperHeight},
@@ -338,39 +396,61 @@ void RtfWriter::writeHeader() {
 }
 
 void RtfWriter::writeRun(const AttributedText::Run& run) {
-  writeLinkChange(run.attributes.get<Link>(kLinkAttributeName));
-  const WrittenFormat format = formatOf(run.attributes);
-  const Attachment* attachment = run.attributes.get<Attachment>(kAttachmentAttributeName);
+  const AttributeDictionary& attributes = run.attributes;
+  const FieldOfText field{attributes.get<Link>(kLinkAttributeName),
+                          attributes.get<Markup>(kRtfFieldAttributeName)};
+  const bool fieldChanges = !(field == openField_);
+  if (fieldChanges) closeField();
+  // Markup before the characters stays outside the field they begin, as it was read.
+  if (const Markup* before = attributes.get<Markup>(kRtfMarkupBeforeAttributeName)) {
+    writeMarkup(*before);
+  }
+  if (fieldChanges) openField(field);
+  const WrittenFormat format = formatOf(attributes);
+  const Attachment* attachment = attributes.get<Attachment>(kAttachmentAttributeName);
+  const Markup* characterMarkup = attributes.get<Markup>(kStructureAttributeName);
   const std::u16string_view characters =
       std::u16string_view(text_.string()).substr(run.range.location, run.range.length);
   std::size_t pos = 0;
   while (pos < characters.size()) {
-    if (atParagraphStart_ || !(format.paragraph == written_.paragraph)) {
-      writeParagraphStyle(format.paragraph);
+    if (atParagraphStart_ || !(format.paragraph == written_.paragraph) ||
+        format.paragraphWords != written_.paragraphWords) {
+      writeParagraphStyle(format.paragraph, format.paragraphWords);
       atParagraphStart_ = false;
     }
     writeCharacterFormat(format);
     const std::size_t lineEnd = characters.find(u'\n', pos);
     const std::size_t end = lineEnd == std::u16string_view::npos ? characters.size() : lineEnd + 1;
-    writeCharacters(characters.substr(pos, end - pos), attachment);
+    writeCharacters(characters.substr(pos, end - pos), attachment, characterMarkup);
     atParagraphStart_ = lineEnd != std::u16string_view::npos;
     pos = end;
   }
+  if (const Markup* after = attributes.get<Markup>(kRtfMarkupAfterAttributeName)) {
+    writeMarkup(*after);
+  }
 }
 
-// Closes the open link's field when the link changes and opens one for the new link; the
-// formatting inside the field's group ends with it.
-void RtfWriter::writeLinkChange(const Link* link) {
-  const bool same = link == openLink_ || (link && openLink_ && link->url == openLink_->url);
-  if (same) return;
-  if (openLink_ != nullptr) {
-    raw("}}");
+// The formatting inside a field's group ends with it.
+void RtfWriter::closeField() {
+  if (openField_ == FieldOfText{}) return;
+  raw("}}");
+  needsDelimiter_ = false;
+  written_ = outsideField_;
+  openField_ = {};
+}
+
+void RtfWriter::openField(const FieldOfText& field) {
+  openField_ = field;
+  if (field == FieldOfText{}) return;
+  outsideField_ = written_;
+  if (field.instruction != nullptr && field.link == nullptr) {
+    raw("{\\field");
+    writeMarkup(*field.instruction);
+    raw("{\\fldrslt ");
     needsDelimiter_ = false;
-    written_ = outsideLink_;
+    return;
   }
-  openLink_ = link;
-  if (link == nullptr) return;
-  outsideLink_ = written_;
+  const Link* link = field.link;
   raw("{\\field{\\*\\fldinst{HYPERLINK \"");
   needsDelimiter_ = false;
   // Inside the quotes, a backslash escapes the next character of the field instruction.
@@ -385,7 +465,23 @@ void RtfWriter::writeLinkChange(const Link* link) {
   needsDelimiter_ = false;
 }
 
-void RtfWriter::writeParagraphStyle(const ParagraphStyle& style) {
+// Writes markup with the fonts and colours numbered as the tables are.
+void RtfWriter::writeMarkup(const Markup& markup) {
+  const auto font = [&](int number) {
+    return number >= 0 && static_cast<std::size_t>(number) < markup.fonts.size()
+               ? fontIndices_.at(markup.fonts[static_cast<std::size_t>(number)])
+               : 0;
+  };
+  const auto color = [&](int number) {
+    return number > 0 && static_cast<std::size_t>(number) <= markup.colors.size()
+               ? colorIndices_.at(rgbOf(markup.colors[static_cast<std::size_t>(number) - 1]))
+               : 0;
+  };
+  raw(detail::renumberReferences(markup.code, font, color));
+  needsDelimiter_ = endsWithControlWord(markup.code);
+}
+
+void RtfWriter::writeParagraphStyle(const ParagraphStyle& style, const std::string& words) {
   word("pard");
   switch (style.alignment) {
     case TextAlignment::left:
@@ -429,7 +525,12 @@ void RtfWriter::writeParagraphStyle(const ParagraphStyle& style) {
   if (style.headerLevel > 0) word("outlinelevel", style.headerLevel - 1);
   if (style.keepWithNext) word("keepn");
   if (style.keepTogether) word("keep");
+  if (!words.empty()) {
+    raw(words);
+    needsDelimiter_ = true;
+  }
   written_.paragraph = style;
+  written_.paragraphWords = words;
 }
 
 void RtfWriter::writeTabStops(const std::vector<TabStop>& tabStops) {
@@ -461,9 +562,11 @@ void RtfWriter::writeCharacterFormat(const WrittenFormat& format) {
     word("cb", format.background);
     word("chcbpat", format.background);
   }
-  const ParagraphStyle paragraph = written_.paragraph;
+  ParagraphStyle paragraph = std::move(written_.paragraph);
+  std::string paragraphWords = std::move(written_.paragraphWords);
   written_ = format;
-  written_.paragraph = paragraph;
+  written_.paragraph = std::move(paragraph);
+  written_.paragraphWords = std::move(paragraphWords);
 }
 
 // The words of the effects that word processors state and that are off unless stated.
@@ -494,10 +597,22 @@ void RtfWriter::writeCharacterEffects(const WrittenFormat& format) {
   if (format.hidden != written_.hidden) word(format.hidden ? "v" : "v0");
 }
 
-void RtfWriter::writeCharacters(std::u16string_view characters, const Attachment* attachment) {
+void RtfWriter::writeCharacters(std::u16string_view characters, const Attachment* attachment,
+                                const Markup* characterMarkup) {
+  // The word that ended a table's cell or row, while the character it reads as is still there.
+  const char16_t markedCharacter = characterMarkup != nullptr && characterMarkup->code.size() > 1
+                                       ? detail::characterOfWord(detail::lookUpWord(
+                                             std::string_view(characterMarkup->code).substr(1)))
+                                       : u'\0';
   for (char16_t c : characters) {
     if (attachment != nullptr && c == kAttachmentCharacter) {
       writeAttachment(*attachment);
+    } else if (markedCharacter != u'\0' && c == markedCharacter) {
+      writeMarkup(*characterMarkup);
+      if (c == u'\n') {
+        raw("\n");
+        needsDelimiter_ = false;
+      }
     } else {
       character(c);
     }

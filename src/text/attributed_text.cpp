@@ -513,6 +513,8 @@ void AttributedText::Rewriter::copyUpTo(std::size_t position) {
 void AttributedText::Rewriter::replace(std::size_t start, std::size_t length,
                                        std::u16string_view replacement) {
   copyUpTo(start);
+  const std::size_t end = start + length;
+  if (length > 0 && holdsStructureOnly(start, end)) return;
   // A replacement takes the attributes of its first replaced character; an insertion those of
   // the character before it in the text as edited so far, or of the one after it at the start.
   AttributeDictionary attributes;
@@ -521,10 +523,52 @@ void AttributedText::Rewriter::replace(std::size_t start, std::size_t length,
   } else if (start < source_.length()) {
     attributes = source_.runs_[run_].attributes;
   }
+  // The structure stays with its own characters, never with what is put in next to them.
+  if (attributes.find(kStructureAttributeName) != nullptr) {
+    attributes.removeObject(kStructureAttributeName);
+  }
+  if (!replacement.empty()) carryMarkupBefore(end, attributes);
   result_.appendRun(replacement, attributes);
-  position_ = start + length;
-  while (run_ < source_.runs_.size() && source_.runEnd(run_) <= position_) ++run_;
+  keepStructureUpTo(end);
   edited_ = true;
+}
+
+void AttributedText::Rewriter::carryMarkupBefore(std::size_t end,
+                                                 AttributeDictionary& attributes) const {
+  if (attributes.find(kMarkupBeforeAttributeName) != nullptr) return;
+  for (std::size_t run = run_; run < source_.runs_.size() && source_.runs_[run].start < end;
+       ++run) {
+    if (const AttributeValue* markup =
+            source_.runs_[run].attributes.find(kMarkupBeforeAttributeName)) {
+      attributes.setObject(*markup, kMarkupBeforeAttributeName);
+      return;
+    }
+  }
+}
+
+bool AttributedText::Rewriter::holdsStructureOnly(std::size_t start, std::size_t end) const {
+  for (std::size_t run = run_; run < source_.runs_.size() && source_.runs_[run].start < end;
+       ++run) {
+    if (source_.runs_[run].attributes.find(kStructureAttributeName) == nullptr) return false;
+  }
+  return start < end;
+}
+
+void AttributedText::Rewriter::keepStructureUpTo(std::size_t end) {
+  for (; run_ < source_.runs_.size() && source_.runs_[run_].start < end; ++run_) {
+    const AttributeDictionary& attributes = source_.runs_[run_].attributes;
+    const std::size_t runEnd = source_.runEnd(run_);
+    if (attributes.find(kStructureAttributeName) != nullptr) {
+      const std::size_t from = std::max(position_, source_.runs_[run_].start);
+      const std::size_t until = std::min(end, runEnd);
+      if (from < until) {
+        result_.appendRun(std::u16string_view(source_.chars_).substr(from, until - from),
+                          attributes);
+      }
+    }
+    if (runEnd > end) break;
+  }
+  position_ = end;
 }
 
 AttributedText AttributedText::Rewriter::finish() {

@@ -5,7 +5,9 @@
 //
 // The edit rule: replaced or deleted characters take their runs with them; inserted characters
 // take the attributes of the character before the insertion point (at index 0, of the character
-// after it); a replacement takes the attributes of the first character it replaces.
+// after it); a replacement takes the attributes of the first character it replaces. The edits of a
+// rewrite leave the characters of a document's structure in place (kStructureAttributeName) and
+// keep the markup written before the characters they replace (kMarkupBeforeAttributeName).
 //
 //   textrix::AttributedText text(u"Hello world", plain);
 //   text.setAttribute(textrix::Font{"Times", 12, true}, textrix::kFontAttributeName, {6, 5});
@@ -198,6 +200,13 @@ class AttributedText::Rewriter final : public EditSink {
 
  private:
   void copyUpTo(std::size_t position);
+  // Whether every source character from start to end stands for structure.
+  bool holdsStructureOnly(std::size_t start, std::size_t end) const;
+  // Gives the replacement's attributes the markup written before the first replaced character up to
+  // end that carries one.
+  void carryMarkupBefore(std::size_t end, AttributeDictionary& attributes) const;
+  // Copies the structure characters from position_ to end, skipping the others.
+  void keepStructureUpTo(std::size_t end);
 
   const AttributedText& source_;
   AttributedText result_;

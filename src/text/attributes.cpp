@@ -96,6 +96,11 @@ void addValue(Hasher& hash, const ParagraphStyle& style) {
   hash.add(style.keepTogether);
 }
 
+void addValue(Hasher& hash, const Markup& markup) {
+  hash.add(markup.code);
+  hash.add(markup.position);
+}
+
 template <class T>
 void addValue(Hasher& hash, const T& value) {
   hash.add(value);

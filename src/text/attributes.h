@@ -208,10 +208,36 @@ inline constexpr std::int64_t kUnderlineByWord = 0x8000;
 // The values of kCapitalsAttributeName.
 enum Capitals : std::int64_t { kAllCapitals = 1, kSmallCapitals = 2 };
 
+// A piece of a document's own markup that the model carries without interpreting it (a footnote, a
+// header, a table row's layout, a field's instruction), so that the text written back in the same
+// format keeps it where it was. The code names fonts and colours by their place in fonts and
+// colors (colour 0 is the automatic colour, colour i is colors[i - 1]), so that a writer can number
+// its own tables; position is where the piece was read, so that two equal pieces read at two
+// places stay two and never merge into one run.
+struct Markup {
+  std::string code = {};
+  std::vector<std::string> fonts = {};
+  std::vector<Color> colors = {};
+  std::size_t position = 0;
+
+  bool operator==(const Markup&) const = default;
+};
+
+// The attribute, a Markup, of a character that stands for a piece of a document's structure (the
+// end of a table's cell or row), written as the markup while it is still the character the markup
+// reads as. Edits leave such characters as they are: an edit of them alone is not made, and the
+// replacement of a range that holds some goes before them, so that a service changes the text of a
+// table and never its cells.
+inline constexpr std::string_view kStructureAttributeName = "TextrixStructure";
+// The attribute, a Markup, written before the characters that carry it (a footnote before the
+// character that follows it). A replacement of characters takes it from the first of them that
+// carries it, so that collapsing the blanks around a footnote keeps the footnote.
+inline constexpr std::string_view kMarkupBeforeAttributeName = "TextrixRtfBefore";
+
 // One attribute value. Numbers (the underline style, among others) are integers or reals; text
 // values that are not links are strings.
 using AttributeValue = std::variant<Font, Color, Link, Attachment, ParagraphStyle, std::int64_t,
-                                    double, std::u16string>;
+                                    double, std::u16string, Markup>;
 
 // A set of attributes: names mapped to values, kept sorted by name.
 class AttributeDictionary {

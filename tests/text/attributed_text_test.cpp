@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <optional>
 #include <stdexcept>
 
 #include <vector>
@@ -279,6 +280,53 @@ TEST(AttributedTextRuns, ShareOneListPerDistinctAttributes) {
   EXPECT_EQ(runs[0].attributes.size(), 1u);  // outside the change, the colour alone
   EXPECT_EQ(runs[41].attributes.size(), 1u);
 }
+
+}  // namespace
+}  // namespace textrix
+
+namespace textrix {
+namespace {
+
+struct RewriteCase {
+  const char* name;
+  std::size_t start;
+  std::size_t length;
+  std::u16string replacement;
+  std::u16string edited;
+  std::vector<std::size_t> structure;   // where the characters of structure are after the edit
+  std::optional<std::size_t> markedAt;  // and the markup written before characters
+};
+
+class AttributedTextRewriteKeeps : public testing::TestWithParam<RewriteCase> {};
+
+// "a b|c" where | is a character of structure, and the markup before the space after "a".
+TEST_P(AttributedTextRewriteKeeps, StructureInPlaceAndTheMarkupBeforeCharacters) {
+  const RewriteCase& c = GetParam();
+  AttributedText text(u"a  b\tc");
+  text.setAttribute(Markup{.code = "\\cell"}, kStructureAttributeName, {4, 1});
+  text.setAttribute(Markup{.code = "{note}"}, kMarkupBeforeAttributeName, {2, 1});
+  text.rewrite([&](EditSink& edits) { edits.replace(c.start, c.length, c.replacement); });
+  EXPECT_EQ(text.string(), c.edited);
+  std::vector<std::size_t> structure;
+  std::optional<std::size_t> markedAt;
+  for (std::size_t i = 0; i < text.length(); ++i) {
+    const AttributeDictionary& attributes = text.attributesAtIndex(i);
+    if (attributes.find(kStructureAttributeName)) structure.push_back(i);
+    if (attributes.find(kMarkupBeforeAttributeName) && !markedAt) markedAt = i;
+  }
+  EXPECT_EQ(structure, c.structure);
+  EXPECT_EQ(markedAt, c.markedAt);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Rows, AttributedTextRewriteKeeps,
+    testing::Values(
+        RewriteCase{"AnEditOfStructureAloneIsNotMade", 4, 1, u"    ", u"a  b\tc", {4}, 2},
+        RewriteCase{"AReplacementGoesBeforeTheStructureItCovers", 3, 2, u"B", u"a  B\tc", {4}, 2},
+        RewriteCase{"AnInsertionAfterStructureIsText", 5, 0, u"\t", u"a  b\t\tc", {4}, 2},
+        RewriteCase{"ACollapseOfBlanksKeepsTheMarkupOfAnyOfThem", 1, 2, u" ", u"a b\tc", {3}, 1},
+        RewriteCase{"ADeletionTakesTheMarkupWithIt", 2, 1, u"", u"a b\tc", {3}, std::nullopt}),
+    [](const testing::TestParamInfo<RewriteCase>& info) { return info.param.name; });
 
 }  // namespace
 }  // namespace textrix
