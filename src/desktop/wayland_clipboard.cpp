@@ -28,6 +28,7 @@ namespace {
 // this build, and its requests are sent through wl_proxy_marshal_flags rather than through the
 // inline functions of the protocol headers, which would link the library in.
 struct WaylandLibrary {
+  static constexpr const char* kSoname = "libwayland-client.so.0";
   decltype(&wl_display_cancel_read) displayCancelRead;
   decltype(&wl_display_connect) displayConnect;
   decltype(&wl_display_disconnect) displayDisconnect;
@@ -41,44 +42,34 @@ struct WaylandLibrary {
   decltype(&wl_proxy_destroy) proxyDestroy;
   decltype(&wl_proxy_get_version) proxyGetVersion;
   decltype(&wl_proxy_marshal_flags) proxyMarshalFlags;
-};
 
-// libwayland-client, or what went wrong loading it or one of its functions.
-struct WaylandLoading {
-  std::optional<WaylandLibrary> library;
-  std::string error;
+  // Each function by its name in the library.
+  std::vector<SharedFunction> table() {
+    return {{displayCancelRead, "wl_display_cancel_read"},
+            {displayConnect, "wl_display_connect"},
+            {displayDisconnect, "wl_display_disconnect"},
+            {displayDispatchPending, "wl_display_dispatch_pending"},
+            {displayFlush, "wl_display_flush"},
+            {displayGetFd, "wl_display_get_fd"},
+            {displayPrepareRead, "wl_display_prepare_read"},
+            {displayReadEvents, "wl_display_read_events"},
+            {displayRoundtrip, "wl_display_roundtrip"},
+            {proxyAddListener, "wl_proxy_add_listener"},
+            {proxyDestroy, "wl_proxy_destroy"},
+            {proxyGetVersion, "wl_proxy_get_version"},
+            {proxyMarshalFlags, "wl_proxy_marshal_flags"}};
+  }
 };
-
-WaylandLoading loadWaylandLibrary() {
-  SharedLibrary library("libwayland-client.so.0");
-  WaylandLibrary wl;
-  library.resolve(wl.displayCancelRead, "wl_display_cancel_read");
-  library.resolve(wl.displayConnect, "wl_display_connect");
-  library.resolve(wl.displayDisconnect, "wl_display_disconnect");
-  library.resolve(wl.displayDispatchPending, "wl_display_dispatch_pending");
-  library.resolve(wl.displayFlush, "wl_display_flush");
-  library.resolve(wl.displayGetFd, "wl_display_get_fd");
-  library.resolve(wl.displayPrepareRead, "wl_display_prepare_read");
-  library.resolve(wl.displayReadEvents, "wl_display_read_events");
-  library.resolve(wl.displayRoundtrip, "wl_display_roundtrip");
-  library.resolve(wl.proxyAddListener, "wl_proxy_add_listener");
-  library.resolve(wl.proxyDestroy, "wl_proxy_destroy");
-  library.resolve(wl.proxyGetVersion, "wl_proxy_get_version");
-  library.resolve(wl.proxyMarshalFlags, "wl_proxy_marshal_flags");
-  if (!library.ok()) return {std::nullopt, library.error()};
-  return {wl, {}};
-}
 
 // libwayland-client, loaded on the first call.
-const WaylandLoading& loadedWayland() {
-  static const WaylandLoading loading = loadWaylandLibrary();
-  return loading;
+const SharedLibrary<WaylandLibrary>& loadedWayland() {
+  return SharedLibrary<WaylandLibrary>::loaded();
 }
 
 // libwayland-client, for every step that works on a connection: connections are made only once it
 // is loaded.
 const WaylandLibrary& wl() {
-  return *loadedWayland().library;
+  return *loadedWayland().functions();
 }
 
 wl_proxy* proxyOf(void* object) {
@@ -206,17 +197,17 @@ const zwlr_data_control_device_v1_listener kDeviceListener = {
         },
 };
 
-std::string libraryProblem(const WaylandLoading& loading) {
+std::string libraryProblem(const SharedLibrary<WaylandLibrary>& library) {
   return localizedFormat(
       "cannot use the Wayland display without libwayland-client (install libwayland-client0): {0}",
-      {loading.error});
+      {library.error()});
 }
 
 // Connects, binds the data-control manager and the first seat, and learns the selections' offers;
 // null with the problem set when something on the way is missing.
 std::unique_ptr<WaylandState> connect(const std::string& display, std::string& problem) {
-  if (const WaylandLoading& loading = loadedWayland(); !loading.library) {
-    problem = libraryProblem(loading);
+  if (const SharedLibrary<WaylandLibrary>& library = loadedWayland(); !library.functions()) {
+    problem = libraryProblem(library);
     return nullptr;
   }
   auto state = std::make_unique<WaylandState>();
@@ -484,8 +475,8 @@ BackgroundOwner serveWaylandClipboardInBackground(const std::string& display,
                                                   std::vector<SelectionContent> contents) {
   // Loaded before the fork: a child of a process with threads must not take the dynamic linker's
   // lock, which another thread may have held at the fork.
-  if (const WaylandLoading& loading = loadedWayland(); !loading.library) {
-    return {-1, libraryProblem(loading)};
+  if (const SharedLibrary<WaylandLibrary>& library = loadedWayland(); !library.functions()) {
+    return {-1, libraryProblem(library)};
   }
   const auto own = [&](const std::function<void()>& owned) -> std::string {
     // A reader that leaves early closes its pipe: the write then fails instead of ending the owner.

@@ -22,6 +22,7 @@ namespace {
 // The functions of libxcb that the selections use. The library is loaded when a display is first
 // connected to, so that a run that never reads a selection neither loads it nor needs it.
 struct XcbLibrary {
+  static constexpr const char* kSoname = "libxcb.so.1";
   decltype(&xcb_change_property) changeProperty;
   decltype(&xcb_change_window_attributes) changeWindowAttributes;
   decltype(&xcb_connect) connect;
@@ -52,60 +53,50 @@ struct XcbLibrary {
   decltype(&xcb_set_selection_owner) setSelectionOwner;
   decltype(&xcb_setup_roots_iterator) setupRootsIterator;
   decltype(&xcb_wait_for_event) waitForEvent;
-};
 
-// libxcb, or what went wrong loading it or one of its functions.
-struct XcbLoading {
-  std::optional<XcbLibrary> library;
-  std::string error;
+  // Each function by its name in the library.
+  std::vector<SharedFunction> table() {
+    return {{changeProperty, "xcb_change_property"},
+            {changeWindowAttributes, "xcb_change_window_attributes"},
+            {connect, "xcb_connect"},
+            {connectionHasError, "xcb_connection_has_error"},
+            {convertSelection, "xcb_convert_selection"},
+            {createWindow, "xcb_create_window"},
+            {deleteProperty, "xcb_delete_property"},
+            {disconnect, "xcb_disconnect"},
+            {flush, "xcb_flush"},
+            {generateId, "xcb_generate_id"},
+            {getAtomName, "xcb_get_atom_name"},
+            {getAtomNameName, "xcb_get_atom_name_name"},
+            {getAtomNameNameLength, "xcb_get_atom_name_name_length"},
+            {getAtomNameReply, "xcb_get_atom_name_reply"},
+            {getFileDescriptor, "xcb_get_file_descriptor"},
+            {getProperty, "xcb_get_property"},
+            {getPropertyReply, "xcb_get_property_reply"},
+            {getPropertyValue, "xcb_get_property_value"},
+            {getPropertyValueLength, "xcb_get_property_value_length"},
+            {getSelectionOwner, "xcb_get_selection_owner"},
+            {getSelectionOwnerReply, "xcb_get_selection_owner_reply"},
+            {getSetup, "xcb_get_setup"},
+            {internAtom, "xcb_intern_atom"},
+            {internAtomReply, "xcb_intern_atom_reply"},
+            {pollForEvent, "xcb_poll_for_event"},
+            {screenNext, "xcb_screen_next"},
+            {sendEvent, "xcb_send_event"},
+            {setSelectionOwner, "xcb_set_selection_owner"},
+            {setupRootsIterator, "xcb_setup_roots_iterator"},
+            {waitForEvent, "xcb_wait_for_event"}};
+  }
 };
-
-XcbLoading loadXcbLibrary() {
-  SharedLibrary library("libxcb.so.1");
-  XcbLibrary xcb;
-  library.resolve(xcb.changeProperty, "xcb_change_property");
-  library.resolve(xcb.changeWindowAttributes, "xcb_change_window_attributes");
-  library.resolve(xcb.connect, "xcb_connect");
-  library.resolve(xcb.connectionHasError, "xcb_connection_has_error");
-  library.resolve(xcb.convertSelection, "xcb_convert_selection");
-  library.resolve(xcb.createWindow, "xcb_create_window");
-  library.resolve(xcb.deleteProperty, "xcb_delete_property");
-  library.resolve(xcb.disconnect, "xcb_disconnect");
-  library.resolve(xcb.flush, "xcb_flush");
-  library.resolve(xcb.generateId, "xcb_generate_id");
-  library.resolve(xcb.getAtomName, "xcb_get_atom_name");
-  library.resolve(xcb.getAtomNameName, "xcb_get_atom_name_name");
-  library.resolve(xcb.getAtomNameNameLength, "xcb_get_atom_name_name_length");
-  library.resolve(xcb.getAtomNameReply, "xcb_get_atom_name_reply");
-  library.resolve(xcb.getFileDescriptor, "xcb_get_file_descriptor");
-  library.resolve(xcb.getProperty, "xcb_get_property");
-  library.resolve(xcb.getPropertyReply, "xcb_get_property_reply");
-  library.resolve(xcb.getPropertyValue, "xcb_get_property_value");
-  library.resolve(xcb.getPropertyValueLength, "xcb_get_property_value_length");
-  library.resolve(xcb.getSelectionOwner, "xcb_get_selection_owner");
-  library.resolve(xcb.getSelectionOwnerReply, "xcb_get_selection_owner_reply");
-  library.resolve(xcb.getSetup, "xcb_get_setup");
-  library.resolve(xcb.internAtom, "xcb_intern_atom");
-  library.resolve(xcb.internAtomReply, "xcb_intern_atom_reply");
-  library.resolve(xcb.pollForEvent, "xcb_poll_for_event");
-  library.resolve(xcb.screenNext, "xcb_screen_next");
-  library.resolve(xcb.sendEvent, "xcb_send_event");
-  library.resolve(xcb.setSelectionOwner, "xcb_set_selection_owner");
-  library.resolve(xcb.setupRootsIterator, "xcb_setup_roots_iterator");
-  library.resolve(xcb.waitForEvent, "xcb_wait_for_event");
-  if (!library.ok()) return {std::nullopt, library.error()};
-  return {xcb, {}};
-}
 
 // libxcb, loaded on the first call.
-const XcbLoading& loadedXcb() {
-  static const XcbLoading loading = loadXcbLibrary();
-  return loading;
+const SharedLibrary<XcbLibrary>& loadedXcb() {
+  return SharedLibrary<XcbLibrary>::loaded();
 }
 
 // libxcb, for every step that works on a connection: connections are made only once it is loaded.
 const XcbLibrary& xcb() {
-  return *loadedXcb().library;
+  return *loadedXcb().functions();
 }
 
 }  // namespace
@@ -198,9 +189,9 @@ xcb_window_t createHiddenWindow(xcb_connection_t* connection, xcb_window_t root)
 // Connects and creates the hidden window; null with the problem set when the display is not there
 // or libxcb cannot be loaded.
 std::unique_ptr<X11State> connect(const std::string& display, std::string& problem) {
-  if (const XcbLoading& loading = loadedXcb(); !loading.library) {
+  if (const SharedLibrary<XcbLibrary>& library = loadedXcb(); !library.functions()) {
     problem = localizedFormat("cannot use the X display without libxcb (install libxcb1): {0}",
-                              {loading.error});
+                              {library.error()});
     return nullptr;
   }
   auto state = std::make_unique<X11State>();

@@ -17,6 +17,7 @@ namespace {
 // The functions of libtiff that images use. The library is loaded when an image is first read or
 // written, so that a run without images neither loads it nor needs it.
 struct TiffLibrary {
+  static constexpr const char* kSoname = "libtiff.so.6";
   decltype(&TIFFOpenOptionsAlloc) openOptionsAlloc;
   decltype(&TIFFOpenOptionsFree) openOptionsFree;
   decltype(&TIFFOpenOptionsSetErrorHandlerExtR) openOptionsSetErrorHandler;
@@ -33,36 +34,32 @@ struct TiffLibrary {
   decltype(&TIFFWriteScanline) writeScanline;
   decltype(&TIFFDefaultStripSize) defaultStripSize;
   decltype(&TIFFFlush) flush;
-};
 
-std::optional<TiffLibrary> loadTiffLibrary() {
-  SharedLibrary library("libtiff.so.6");
-  TiffLibrary tiff;
-  library.resolve(tiff.openOptionsAlloc, "TIFFOpenOptionsAlloc");
-  library.resolve(tiff.openOptionsFree, "TIFFOpenOptionsFree");
-  library.resolve(tiff.openOptionsSetErrorHandler, "TIFFOpenOptionsSetErrorHandlerExtR");
-  library.resolve(tiff.openOptionsSetWarningHandler, "TIFFOpenOptionsSetWarningHandlerExtR");
-  library.resolve(tiff.openOptionsSetMaxSingleMemAlloc, "TIFFOpenOptionsSetMaxSingleMemAlloc");
-  library.resolve(tiff.clientOpen, "TIFFClientOpenExt");
-  library.resolve(tiff.close, "TIFFClose");
-  library.resolve(tiff.getFieldDefaulted, "TIFFGetFieldDefaulted");
-  library.resolve(tiff.setField, "TIFFSetField");
-  library.resolve(tiff.isTiled, "TIFFIsTiled");
-  library.resolve(tiff.scanlineSize, "TIFFScanlineSize64");
-  library.resolve(tiff.readScanline, "TIFFReadScanline");
-  library.resolve(tiff.readRgbaImage, "TIFFReadRGBAImageOriented");
-  library.resolve(tiff.writeScanline, "TIFFWriteScanline");
-  library.resolve(tiff.defaultStripSize, "TIFFDefaultStripSize");
-  library.resolve(tiff.flush, "TIFFFlush");
-  if (!library.ok()) return std::nullopt;
-  return tiff;
-}
+  // Each function by its name in the library.
+  std::vector<SharedFunction> table() {
+    return {{openOptionsAlloc, "TIFFOpenOptionsAlloc"},
+            {openOptionsFree, "TIFFOpenOptionsFree"},
+            {openOptionsSetErrorHandler, "TIFFOpenOptionsSetErrorHandlerExtR"},
+            {openOptionsSetWarningHandler, "TIFFOpenOptionsSetWarningHandlerExtR"},
+            {openOptionsSetMaxSingleMemAlloc, "TIFFOpenOptionsSetMaxSingleMemAlloc"},
+            {clientOpen, "TIFFClientOpenExt"},
+            {close, "TIFFClose"},
+            {getFieldDefaulted, "TIFFGetFieldDefaulted"},
+            {setField, "TIFFSetField"},
+            {isTiled, "TIFFIsTiled"},
+            {scanlineSize, "TIFFScanlineSize64"},
+            {readScanline, "TIFFReadScanline"},
+            {readRgbaImage, "TIFFReadRGBAImageOriented"},
+            {writeScanline, "TIFFWriteScanline"},
+            {defaultStripSize, "TIFFDefaultStripSize"},
+            {flush, "TIFFFlush"}};
+  }
+};
 
 // libtiff, loaded on the first call; null when it, or a function of it, is missing: there are no
 // images then.
 const TiffLibrary* loadedLibtiff() {
-  static const std::optional<TiffLibrary> library = loadTiffLibrary();
-  return library ? &*library : nullptr;
+  return SharedLibrary<TiffLibrary>::loaded().functions();
 }
 
 // libtiff, for the steps below imageFromTiff and tiffRepresentationUsingCompression, which have

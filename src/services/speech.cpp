@@ -153,6 +153,7 @@ using SampleSink = std::function<bool(std::span<const std::int16_t>)>;
 // The functions of the speech engine's library that speech uses. The library is loaded when speech
 // is first made, so that a run without speech neither loads it nor needs it.
 struct EspeakLibrary {
+  static constexpr const char* kSoname = "libespeak-ng.so.1";
   decltype(&espeak_ng_InitializePath) initializePath;
   decltype(&espeak_ng_Initialize) initialize;
   decltype(&espeak_ng_ClearErrorContext) clearErrorContext;
@@ -160,46 +161,39 @@ struct EspeakLibrary {
   decltype(&espeak_ng_GetSampleRate) sampleRate;
   decltype(&espeak_SetSynthCallback) setSynthCallback;
   decltype(&espeak_Synth) synthesize;
-};
 
-// The speech engine's library, or none when it, or a function of it, is missing.
-std::optional<EspeakLibrary> loadEspeakLibrary() {
-  SharedLibrary library("libespeak-ng.so.1");
-  EspeakLibrary espeak;
-  library.resolve(espeak.initializePath, "espeak_ng_InitializePath");
-  library.resolve(espeak.initialize, "espeak_ng_Initialize");
-  library.resolve(espeak.clearErrorContext, "espeak_ng_ClearErrorContext");
-  library.resolve(espeak.initializeOutput, "espeak_ng_InitializeOutput");
-  library.resolve(espeak.sampleRate, "espeak_ng_GetSampleRate");
-  library.resolve(espeak.setSynthCallback, "espeak_SetSynthCallback");
-  library.resolve(espeak.synthesize, "espeak_Synth");
-  if (!library.ok()) return std::nullopt;
-  return espeak;
-}
+  // Each function by its name in the library.
+  std::vector<SharedFunction> table() {
+    return {{initializePath, "espeak_ng_InitializePath"},
+            {initialize, "espeak_ng_Initialize"},
+            {clearErrorContext, "espeak_ng_ClearErrorContext"},
+            {initializeOutput, "espeak_ng_InitializeOutput"},
+            {sampleRate, "espeak_ng_GetSampleRate"},
+            {setSynthCallback, "espeak_SetSynthCallback"},
+            {synthesize, "espeak_Synth"}};
+  }
+};
 
 // The functions of the sound library that the player uses, loaded when speech is first played.
 struct PcaudioLibrary {
+  static constexpr const char* kSoname = "libpcaudio.so.0";
   decltype(&create_audio_device_object) createDeviceObject;
   decltype(&audio_object_open) open;
   decltype(&audio_object_write) write;
   decltype(&audio_object_flush) flush;
   decltype(&audio_object_drain) drain;
   decltype(&audio_object_close) close;
-};
 
-// The sound library, or none when it, or a function of it, is missing.
-std::optional<PcaudioLibrary> loadPcaudioLibrary() {
-  SharedLibrary library("libpcaudio.so.0");
-  PcaudioLibrary pcaudio;
-  library.resolve(pcaudio.createDeviceObject, "create_audio_device_object");
-  library.resolve(pcaudio.open, "audio_object_open");
-  library.resolve(pcaudio.write, "audio_object_write");
-  library.resolve(pcaudio.flush, "audio_object_flush");
-  library.resolve(pcaudio.drain, "audio_object_drain");
-  library.resolve(pcaudio.close, "audio_object_close");
-  if (!library.ok()) return std::nullopt;
-  return pcaudio;
-}
+  // Each function by its name in the library.
+  std::vector<SharedFunction> table() {
+    return {{createDeviceObject, "create_audio_device_object"},
+            {open, "audio_object_open"},
+            {write, "audio_object_write"},
+            {flush, "audio_object_flush"},
+            {drain, "audio_object_drain"},
+            {close, "audio_object_close"}};
+  }
+};
 
 static_assert(sizeof(short) == sizeof(std::int16_t));
 
@@ -232,7 +226,7 @@ class SpeechEngine {
  private:
   bool ready() {
     if (!setUp_) {
-      espeak_ = loadEspeakLibrary();
+      espeak_ = SharedLibrary<EspeakLibrary>::loaded().functions();
       sampleRate_ = espeak_ ? setUpEngine(*espeak_) : 0;
       setUp_ = true;
     }
@@ -263,8 +257,8 @@ class SpeechEngine {
   }
 
   std::mutex mutex_;
-  std::optional<EspeakLibrary> espeak_;  // loaded by the one attempt to set up the engine
-  std::atomic<bool> setUp_{false};       // the one attempt to set up the engine has been made
+  const EspeakLibrary* espeak_ = nullptr;  // loaded by the one attempt to set up the engine
+  std::atomic<bool> setUp_{false};         // the one attempt to set up the engine has been made
   std::atomic<std::uint32_t> sampleRate_{0};
 };
 
@@ -276,7 +270,7 @@ constexpr audio_object_format kSampleFormat = std::endian::native == std::endian
 // sound library there is no device object, and nothing is played.
 struct SoundDevice {
   std::mutex inUse;
-  std::optional<PcaudioLibrary> pcaudio = loadPcaudioLibrary();
+  const PcaudioLibrary* pcaudio = SharedLibrary<PcaudioLibrary>::loaded().functions();
   audio_object* object =
       pcaudio ? pcaudio->createDeviceObject(nullptr, "Textrix", "Speech") : nullptr;
 

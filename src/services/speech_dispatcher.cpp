@@ -14,7 +14,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
-#include <optional>
 #include <string_view>
 #include <vector>
 
@@ -27,6 +26,7 @@ namespace {
 // speech first goes to the sound device, so that a run without speech neither loads it nor needs
 // it.
 struct SpeechdLibrary {
+  static constexpr const char* kSoname = "libspeechd.so.2";
   decltype(&spd_get_default_address) defaultAddress;
   decltype(&SPDConnectionAddress__free) freeAddress;
   decltype(&spd_open2) open;
@@ -36,28 +36,24 @@ struct SpeechdLibrary {
   decltype(&spd_say) say;
   decltype(&spd_cancel) cancel;
   decltype(&spd_close) close;
-};
 
-std::optional<SpeechdLibrary> loadSpeechdLibrary() {
-  SharedLibrary library("libspeechd.so.2");
-  SpeechdLibrary speechd;
-  library.resolve(speechd.defaultAddress, "spd_get_default_address");
-  library.resolve(speechd.freeAddress, "SPDConnectionAddress__free");
-  library.resolve(speechd.open, "spd_open2");
-  library.resolve(speechd.command, "spd_execute_command_with_reply");
-  library.resolve(speechd.notifyOf, "spd_set_notification_on");
-  library.resolve(speechd.setLanguage, "spd_set_language");
-  library.resolve(speechd.say, "spd_say");
-  library.resolve(speechd.cancel, "spd_cancel");
-  library.resolve(speechd.close, "spd_close");
-  if (!library.ok()) return std::nullopt;
-  return speechd;
-}
+  // Each function by its name in the library.
+  std::vector<SharedFunction> table() {
+    return {{defaultAddress, "spd_get_default_address"},
+            {freeAddress, "SPDConnectionAddress__free"},
+            {open, "spd_open2"},
+            {command, "spd_execute_command_with_reply"},
+            {notifyOf, "spd_set_notification_on"},
+            {setLanguage, "spd_set_language"},
+            {say, "spd_say"},
+            {cancel, "spd_cancel"},
+            {close, "spd_close"}};
+  }
+};
 
 // The client library, loaded by the first call; null when it, or a function of it, is missing.
 const SpeechdLibrary* speechdLibrary() {
-  static const std::optional<SpeechdLibrary> library = loadSpeechdLibrary();
-  return library ? &*library : nullptr;
+  return SharedLibrary<SpeechdLibrary>::loaded().functions();
 }
 
 // While it lives, a write of this thread to a connection that the server has closed fails instead

@@ -3,7 +3,7 @@
 
 #include <dlfcn.h>
 
-namespace textrix {
+namespace textrix::detail {
 namespace {
 
 // The dynamic linker's description of its last failure, or fallback when it has none.
@@ -14,21 +14,22 @@ std::string lastLinkerError(const std::string& fallback) {
 
 }  // namespace
 
-SharedLibrary::SharedLibrary(const char* name) : name_(name) {
+std::string bindSharedFunctions(const char* soname, std::span<const SharedFunction> table) {
   // Functions are bound when first called, as for a library linked in; RTLD_LOCAL keeps the
   // library's names from standing in for any other library's.
-  handle_ = dlopen(name, RTLD_LAZY | RTLD_LOCAL);
-  if (handle_ == nullptr) error_ = lastLinkerError(name_ + ": cannot be loaded");
-}
-
-void* SharedLibrary::address(const char* name) {
-  if (handle_ == nullptr) return nullptr;
-  dlerror();
-  void* found = dlsym(handle_, name);
-  if (found == nullptr && error_.empty()) {
-    error_ = lastLinkerError(name_ + ": no function " + name);
+  void* library = dlopen(soname, RTLD_LAZY | RTLD_LOCAL);
+  if (library == nullptr) return lastLinkerError(std::string(soname) + ": cannot be loaded");
+  std::vector<void*> addresses;
+  for (const SharedFunction& function : table) {
+    dlerror();
+    void* address = dlsym(library, function.name());
+    if (address == nullptr) {
+      return lastLinkerError(std::string(soname) + ": no function " + function.name());
+    }
+    addresses.push_back(address);
   }
-  return found;
+  for (std::size_t i = 0; i < table.size(); ++i) table[i].pointAt(addresses[i]);
+  return {};
 }
 
-}  // namespace textrix
+}  // namespace textrix::detail

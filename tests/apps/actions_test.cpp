@@ -30,12 +30,6 @@ class Actions : public PrivateBusTest {
     fs::create_directory_symlink(fs::path(TEXTRIX_DATA_DIR) / "actions",
                                  dataDir() / "textrix" / "actions");
   }
-  void TearDown() override {
-    proxy_.reset();
-    connection_.reset();
-    PrivateBusTest::TearDown();
-  }
-
   fs::path configHome() const { return directory_ / "config"; }
   fs::path dataDir() const { return directory_ / "share"; }
   fs::path userActions() const { return configHome() / "textrix" / "actions"; }
@@ -58,11 +52,7 @@ class Actions : public PrivateBusTest {
   // Starts the private bus and gives it the action variables for the provider it will start.
   void startBusWithActions() {
     startBus("60");
-    if (HasFatalFailure()) return;
-    bus()
-        .callMethod("UpdateActivationEnvironment")
-        .onInterface("org.freedesktop.DBus")
-        .withArguments(actionVariables());
+    if (!HasFatalFailure()) updateActivationEnvironment(actionVariables());
   }
 
   void writeAction(const std::string& name, const std::string& content) const {
@@ -70,34 +60,6 @@ class Actions : public PrivateBusTest {
     std::ofstream(file) << content;
     fs::permissions(file, fs::perms::owner_all);
   }
-
-  std::uint32_t providerPid() {
-    std::uint32_t pid = 0;
-    bus()
-        .callMethod("GetConnectionUnixProcessID")
-        .onInterface("org.freedesktop.DBus")
-        .withArguments(std::string(kBusName))
-        .storeResultsTo(pid);
-    return pid;
-  }
-
-  sdbus::IProxy& bus() {
-    connect();
-    return *busProxy_;
-  }
-  sdbus::IProxy& provider() {
-    connect();
-    return *proxy_;
-  }
-  void connect() {
-    if (connection_) return;
-    connection_ = sdbus::createSessionBusConnectionWithAddress(address_);
-    proxy_ = sdbus::createProxy(*connection_, std::string(kBusName), std::string(kObjectPath));
-    busProxy_ = sdbus::createProxy(*connection_, "org.freedesktop.DBus", "/org/freedesktop/DBus");
-  }
-
-  std::unique_ptr<sdbus::IConnection> connection_;
-  std::unique_ptr<sdbus::IProxy> proxy_, busProxy_;
 };
 
 TEST_F(Actions, TheShippedExamplesWork) {
@@ -171,7 +133,7 @@ TEST_F(Actions, TheProviderRunsActionsAsTheCommandDoes) {
   writeAction("grumble.sh", "#!/bin/sh\necho 'Error: No grumbling.' >&2\nexit 3\n");
   writeAction("stall.sh", "#!/bin/sh\n# Title: Stall\nsleep 30\n");
   ASSERT_EQ(run({"call", "upper"}, "wake up").out, "WAKE UP");
-  const std::uint32_t provider = providerPid();
+  const pid_t provider = providerPid();
   const struct {
     std::string action;
     std::string input;
@@ -209,13 +171,11 @@ TEST_F(Actions, TheProviderRunsActionsAsTheCommandDoes) {
 TEST_F(Actions, ListServicesOffersThemAndPerformTakesTheirNameOrHandler) {
   ASSERT_NO_FATAL_FAILURE(startBusWithActions());
   writeAction("shout.sh", "#!/bin/sh\n# Accepts: plain; rtf\ntr a-z A-Z\n");
-  std::vector<BusServiceDescription> services;
-  provider()
-      .callMethod("ListServices")
-      .onInterface(std::string(kInterfaceName))
-      .storeResultsTo(services);
+  const std::vector<BusServiceDescription> services = listServices();
   const std::size_t builtIn = serviceCatalogue().size();
   ASSERT_EQ(services.size(), builtIn + 11);
+  EXPECT_EQ(services.front().get<0>(), "upper");
+  EXPECT_EQ(services.front().get<1>(), "doUpperService:userData:error:");
   EXPECT_EQ(services[builtIn - 1].get<0>(), serviceCatalogue().back().name);
   EXPECT_EQ(services[builtIn].get<0>(), "base64-decode");
   const auto shout = std::find_if(
@@ -229,16 +189,7 @@ TEST_F(Actions, ListServicesOffersThemAndPerformTakesTheirNameOrHandler) {
 
   for (const std::string& name : {shout->get<0>(), shout->get<1>()}) {
     SCOPED_TRACE(name);
-    BusPasteboard answer;
-    std::string error;
-    provider()
-        .callMethod("Perform")
-        .onInterface(std::string(kInterfaceName))
-        .withArguments(name, BusPasteboard{{"text/plain;charset=utf-8", {'h', 'i'}}}, std::string(),
-                       BusOptions{})
-        .storeResultsTo(answer, error);
-    EXPECT_EQ(error, "");
-    EXPECT_EQ(answer, (BusPasteboard{{"NSStringPboardType", {'H', 'I'}}}));
+    EXPECT_EQ(perform(name, plainText("hi")), std::pair(answerText("HI"), std::string()));
   }
 }
 

@@ -5,7 +5,6 @@
 #include <chrono>
 #include <filesystem>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "private_bus.h"
@@ -16,65 +15,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-BusPasteboard plainText(std::string_view text) {
-  return {{"text/plain;charset=utf-8", std::vector<std::uint8_t>(text.begin(), text.end())}};
-}
-
-// A plain-text answer: the provider names the type as the pasteboard does.
-BusPasteboard answerText(std::string_view text) {
-  return {{"NSStringPboardType", std::vector<std::uint8_t>(text.begin(), text.end())}};
-}
-
-class Provider : public PrivateBusTest {
- protected:
-  void TearDown() override {
-    proxy_.reset();
-    connection_.reset();
-    PrivateBusTest::TearDown();
-  }
-
-  // This test's own connection to the private bus and a proxy of the provider's object.
-  sdbus::IProxy& provider() {
-    if (!proxy_) {
-      connection_ = sdbus::createSessionBusConnectionWithAddress(address_);
-      proxy_ = sdbus::createProxy(*connection_, std::string(kBusName), std::string(kObjectPath));
-    }
-    return *proxy_;
-  }
-
-  std::tuple<BusPasteboard, std::string> perform(const std::string& service,
-                                                 const BusPasteboard& pasteboard,
-                                                 const BusOptions& options = {}) {
-    BusPasteboard answer;
-    std::string error;
-    provider()
-        .callMethod("Perform")
-        .onInterface(std::string(kInterfaceName))
-        .withArguments(service, pasteboard, std::string(), options)
-        .storeResultsTo(answer, error);
-    return {answer, error};
-  }
-
-  // Asks the bus itself about the provider's name.
-  template <typename Answer>
-  Answer askTheBus(const char* method) {
-    provider();
-    Answer answer{};
-    sdbus::createProxy(*connection_, "org.freedesktop.DBus", "/org/freedesktop/DBus")
-        ->callMethod(method)
-        .onInterface("org.freedesktop.DBus")
-        .withArguments(std::string(kBusName))
-        .storeResultsTo(answer);
-    return answer;
-  }
-  bool nameHasOwner() { return askTheBus<bool>("NameHasOwner"); }
-  pid_t providerPid() {
-    return static_cast<pid_t>(askTheBus<std::uint32_t>("GetConnectionUnixProcessID"));
-  }
-
-  std::unique_ptr<sdbus::IConnection> connection_;
-  std::unique_ptr<sdbus::IProxy> proxy_;
-};
+using Provider = PrivateBusTest;
 
 TEST_F(Provider, CallAnswersAsTheCommandDoes) {
   ASSERT_NO_FATAL_FAILURE(startBus("60"));
@@ -106,7 +47,7 @@ TEST_F(Provider, CallAnswersAsTheCommandDoes) {
     EXPECT_EQ(called.out, local.out);
     EXPECT_EQ(called.err, local.err);
   }
-  EXPECT_TRUE(nameHasOwner());
+  EXPECT_TRUE(providerIsThere());
 }
 
 TEST_F(Provider, CallPassesTheApplicationOn) {
@@ -114,7 +55,6 @@ TEST_F(Provider, CallPassesTheApplicationOn) {
   const Outcome mail = run({"call", "upper", "--application", "Mail"}, "note");
   EXPECT_EQ(mail.status, 0) << mail.err;
   EXPECT_EQ(mail.out, "NOTE");
-  EXPECT_EQ(run({"call", "upper", "--application"}, "note").status, 2);
 }
 
 TEST_F(Provider, UnreachableBusOrProviderIsExitStatusThree) {
@@ -136,24 +76,16 @@ TEST_F(Provider, EndsAfterASliceWithoutRequests) {
   ASSERT_EQ(run({"call", "upper"}, "wake up").out, "WAKE UP");
   const pid_t pid = providerPid();
   ASSERT_GT(pid, 0);
-  const auto giveUp = std::chrono::steady_clock::now() + 120s;
-  while (nameHasOwner() && std::chrono::steady_clock::now() < giveUp) {
-    std::this_thread::sleep_for(100ms);
-  }
-  EXPECT_FALSE(nameHasOwner());
+  EXPECT_TRUE(eventually([&] { return !providerIsThere(); }, 120s));
   // The bus reaps the provider it started.
-  while (std::filesystem::exists("/proc/" + std::to_string(pid)) &&
-         std::chrono::steady_clock::now() < giveUp) {
-    std::this_thread::sleep_for(100ms);
-  }
-  EXPECT_FALSE(std::filesystem::exists("/proc/" + std::to_string(pid)));
+  EXPECT_TRUE(eventually([&] { return !std::filesystem::exists("/proc/" + std::to_string(pid)); }));
   // The next request starts a new one.
   EXPECT_EQ(run({"call", "lower"}, "AGAIN").out, "again");
 }
 
 TEST_F(Provider, BadRequestsAreAnsweredWithErrorsAndServingGoesOn) {
   ASSERT_NO_FATAL_FAILURE(startBus("60"));
-  ASSERT_EQ(std::get<0>(perform("upper", plainText("a"))), answerText("A"));
+  ASSERT_EQ(perform("upper", plainText("a")).first, answerText("A"));
   const pid_t pid = providerPid();
   const std::string prefix = "org.textrix.Textrix1.Error.";
   const struct {
@@ -204,23 +136,9 @@ TEST_F(Provider, BadRequestsAreAnsweredWithErrorsAndServingGoesOn) {
          << BusOptions{};
     auto pending = proxy->callMethod(call, [](sdbus::MethodReply&, const sdbus::Error*) {});
   }
-  EXPECT_EQ(std::get<1>(perform("upper", plainText("still here"))), "");
+  EXPECT_EQ(perform("upper", plainText("still here")).second, "");
   EXPECT_EQ(providerPid(), pid);
-}
-
-TEST_F(Provider, ListsServicesAndTellsWhetherItSpeaks) {
-  ASSERT_NO_FATAL_FAILURE(startBus("60"));
-  std::vector<BusServiceDescription> services;
-  provider()
-      .callMethod("ListServices")
-      .onInterface(std::string(kInterfaceName))
-      .storeResultsTo(services);
-  ASSERT_FALSE(services.empty());
-  EXPECT_EQ(services.front().get<0>(), "upper");
-  EXPECT_EQ(services.front().get<1>(), "doUpperService:userData:error:");
-  const bool speaking =
-      provider().getProperty("Speaking").onInterface(std::string(kInterfaceName)).get<bool>();
-  EXPECT_FALSE(speaking);
+  EXPECT_FALSE(speaking());
 }
 
 }  // namespace

@@ -7,14 +7,12 @@
 #include <atomic>
 #include <chrono>
 #include <filesystem>
-#include <fstream>
 #include <optional>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "private_bus.h"
-#include "provider/bus_adaptor.h"
 #include "support/private_speech_dispatcher.h"
 
 namespace textrix {
@@ -105,23 +103,12 @@ TEST_F(SpeechThroughTheServer, OnlySpeechLoadsTheServersLibrary) {
 // The provider, started by the bus with the private server as the user's, says it is speaking for
 // as long as the server speaks, across the ends of its one-second slices.
 TEST_F(SpeechThroughTheServer, TheProviderSpeaksUntilTheServerHasSpoken) {
-  const auto services = directory_ / "services";
-  std::filesystem::create_directories(services);
-  std::ofstream(services / "org.textrix.Textrix.service")
-      << "[D-BUS Service]\nName=" << kBusName
-      << "\nExec=/usr/bin/env SPEECHD_ADDRESS=" << server_->address() << " " << TEXTRIX_COMMAND
-      << " serve\n";
-  ASSERT_NO_FATAL_FAILURE(startBus("1", services));
+  ASSERT_NO_FATAL_FAILURE(
+      startBus("1", servicesStartingTheProviderWith("SPEECHD_ADDRESS=" + server_->address())));
   server_->holdSpeech();
   const Outcome called = run({"call", "speak-native"}, "from the provider");
   EXPECT_EQ(called.status, 0) << called.err;
   ASSERT_TRUE(eventually([&] { return !server_->pieces().empty(); }));
-
-  auto connection = sdbus::createSessionBusConnectionWithAddress(address_);
-  auto provider = sdbus::createProxy(*connection, std::string(kBusName), std::string(kObjectPath));
-  const auto speaking = [&] {
-    return provider->getProperty("Speaking").onInterface(std::string(kInterfaceName)).get<bool>();
-  };
   EXPECT_TRUE(speaking());
   std::this_thread::sleep_for(2500ms);
   EXPECT_TRUE(speaking());

@@ -42,8 +42,7 @@ bool hasEnded(pid_t pid) {
 
 // Whether the process ends within a minute, for an end that follows a message it gets.
 bool endsSoon(pid_t pid) {
-  for (int i = 0; i < 2400 && !hasEnded(pid); ++i) std::this_thread::sleep_for(25ms);
-  return hasEnded(pid);
+  return eventually([&] { return hasEnded(pid); }, 60s);
 }
 
 class WaylandClipboardTest : public WithHeadlessSway<CommandTest> {

@@ -3,8 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <sys/stat.h>
-
 #include <fstream>
 
 #include "support/files.h"
@@ -82,12 +80,6 @@ TEST_F(UserDefaultsTest, SynchronizeWritesAFileThatReadsBackTheSame) {
   EXPECT_EQ(again.doubleForKey("Ratio"), 0.1);
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(file().parent_path()), {}), 1)
       << "no temporary file is left behind";
-}
-
-// The identity of the file: replacing it, as synchronize does, gives a new inode.
-ino_t inodeOf(const std::filesystem::path& path) {
-  struct stat status {};
-  return ::stat(path.c_str(), &status) == 0 ? status.st_ino : 0;
 }
 
 TEST_F(UserDefaultsTest, SynchronizeLeavesTheFileAloneWhenNothingChanged) {

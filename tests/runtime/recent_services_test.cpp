@@ -2,7 +2,6 @@
 #include "runtime/recent_services.h"
 
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
 #include <cstdlib>
 #include <filesystem>
@@ -30,11 +29,6 @@ std::string linesOf(const Names& names) {
   std::string text;
   for (const std::string& name : names) text += name + "\n";
   return text;
-}
-
-ino_t inodeOf(const std::filesystem::path& path) {
-  struct stat status {};
-  return ::stat(path.c_str(), &status) == 0 ? status.st_ino : 0;
 }
 
 class RecentServicesFile : public ScratchTest {

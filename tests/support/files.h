@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
-// Reading a whole file, and the fixtures in tests/rich/fixtures.
+// Reading a whole file and its identity, and the fixtures in tests/rich/fixtures.
 #pragma once
+
+#include <sys/stat.h>
 
 #include <filesystem>
 #include <fstream>
@@ -16,6 +18,13 @@ inline std::string slurp(const std::filesystem::path& path) {
   std::ostringstream contents;
   contents << file.rdbuf();
   return contents.str();
+}
+
+// The identity of the file, 0 when there is none: replacing a file, as an atomic write does, gives
+// a new one.
+inline ino_t inodeOf(const std::filesystem::path& path) {
+  struct stat status {};
+  return ::stat(path.c_str(), &status) == 0 ? status.st_ino : 0;
 }
 
 inline std::string fixture(std::string_view name) {

@@ -92,14 +92,6 @@ class HeadlessSway {
   std::string display_;
 };
 
-// The lines of the text, without their ends.
-inline std::vector<std::string> linesOf(const std::string& text) {
-  std::vector<std::string> lines;
-  std::istringstream stream(text);
-  for (std::string line; std::getline(stream, line);) lines.push_back(line);
-  return lines;
-}
-
 template <typename Base>
 class WithHeadlessSway : public Base {
  protected:

@@ -25,29 +25,16 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <functional>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "support/files.h"
 #include "support/process.h"
 
 namespace textrix {
-
-// True once condition holds, asked every 10 ms for at most 30 s; false when it never did.
-inline bool eventually(const std::function<bool()>& condition) {
-  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-  while (!condition()) {
-    if (std::chrono::steady_clock::now() > deadline) return false;
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));
-  }
-  return true;
-}
 
 // What the server's module was asked to say at once, with the settings it was asked to use;
 // finished once it was let finish rather than cut off.

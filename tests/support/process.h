@@ -14,10 +14,13 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <sstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "support/files.h"
@@ -25,11 +28,30 @@
 
 namespace textrix {
 
+// True once condition holds, asked every 10 ms for at most the limit; false when it never did.
+inline bool eventually(const std::function<bool()>& condition,
+                       std::chrono::seconds limit = std::chrono::seconds(30)) {
+  const auto deadline = std::chrono::steady_clock::now() + limit;
+  while (!condition()) {
+    if (std::chrono::steady_clock::now() > deadline) return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  return true;
+}
+
 struct Outcome {
   int status = -1;
   std::string out;
   std::string err;
 };
+
+// The lines of the text, without their ends.
+inline std::vector<std::string> linesOf(const std::string& text) {
+  std::vector<std::string> lines;
+  std::istringstream stream(text);
+  for (std::string line; std::getline(stream, line);) lines.push_back(line);
+  return lines;
+}
 
 inline std::vector<char*> pointersTo(std::vector<std::string>& strings) {
   std::vector<char*> pointers;
