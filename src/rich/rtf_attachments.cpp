@@ -48,7 +48,7 @@ void RtfReader::endDestination(const GroupState& closed) {
       break;
     case Destination::fieldInstruction:
       fields_[static_cast<std::size_t>(closed.field)].instructionGroups.append(
-          withUnicodeSkip(rtf_.substr(closed.start, pos_ - closed.start), closed.unicodeSkip));
+          withUnicodeSkip(rtf_.substr(closed.start, pos_ - closed.start), group().unicodeSkip));
       break;
     case Destination::attachmentName: {
       std::string name = encodeUtf8(attachmentName_);

@@ -181,10 +181,12 @@ void RtfReader::captureGroup(Word kind) {
   pendingMarkup_.resize(std::min(pendingMarkup_.size(), captured.markupAtStart));
   headMarkup_.resize(std::min(headMarkup_.size(), captured.headMarkupAtStart));
   if (group().destination != Destination::text) return;
+  // The count in effect where the group opened, the enclosing group's: one the group states
+  // itself is among its bytes.
   const bool head =
       kind == Word::documentMarkup || (kind == Word::sectionMarkup && unitsRead() == 0);
   addMarkup(
-      withUnicodeSkip(rtf_.substr(captured.start, pos_ - captured.start), captured.unicodeSkip),
+      withUnicodeSkip(rtf_.substr(captured.start, pos_ - captured.start), group().unicodeSkip),
       captured.start, head);
 }
 
@@ -210,7 +212,7 @@ void RtfReader::endField(const GroupState& closed) {
   pendingMarkup_.resize(std::min(pendingMarkup_.size(), closed.markupAtStart));
   headMarkup_.resize(std::min(headMarkup_.size(), closed.headMarkupAtStart));
   if (group().destination != Destination::text) return;
-  addMarkup(withUnicodeSkip(rtf_.substr(closed.start, pos_ - closed.start), closed.unicodeSkip),
+  addMarkup(withUnicodeSkip(rtf_.substr(closed.start, pos_ - closed.start), group().unicodeSkip),
             closed.start, false);
 }
 

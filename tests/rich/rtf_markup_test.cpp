@@ -90,6 +90,9 @@ INSTANTIATE_TEST_SUITE_P(
                  u"xy", R"(x{\*\footnote \f0\cf1 n}\f1 y)"},
         KeptCase{"UnicodeFallbackOfTheDocument", R"({\rtf1 a{\*\footnote \u8226?n}b})", u"ab",
                  R"(a{\*\footnote\uc1 \u8226?n}b)"},
+        KeptCase{"GroupStatingItsOwnFallbackCount",
+                 R"({\rtf1 a{\super\uc2\chftn{\*\footnote \u8226??n}}b})", u"ab",
+                 R"(a{\super\uc1 \uc2\chftn{\*\footnote \u8226??n}}b)"},
         KeptCase{"GeneratedNumberAfterTextAlone", R"({\rtf1 {\b a\chftn}b})", u"ab",
                  R"(a\chftn\b0 b)"}),
     [](const testing::TestParamInfo<KeptCase>& info) { return info.param.name; });
