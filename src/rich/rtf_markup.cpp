@@ -23,14 +23,6 @@
 namespace textrix::detail {
 namespace {
 
-bool isLetter(char c) {
-  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
-}
-
-bool isDigit(char c) {
-  return c >= '0' && c <= '9';
-}
-
 enum class Reference { none, font, color };
 
 // What the number of the word names: a font, a colour or neither.
@@ -60,7 +52,7 @@ struct WordBounds {
 WordBounds boundsOfWord(std::string_view code, std::size_t pos) {
   WordBounds word;
   std::size_t end = pos + 1;
-  while (end < code.size() && isLetter(code[end])) ++end;
+  while (end < code.size() && isAsciiLetter(code[end])) ++end;
   word.name = code.substr(pos + 1, end - pos - 1);
   word.numberStart = end;
   if (end + 1 < code.size() && code[end] == '-' && isDigit(code[end + 1])) ++end;
@@ -83,7 +75,7 @@ std::string renumberReferences(std::string_view code, const std::function<int(in
       out.append(code.substr(pos));
       break;
     }
-    if (!isLetter(code[backslash + 1])) {
+    if (!isAsciiLetter(code[backslash + 1])) {
       // A control symbol, \'xx among them, holds no number to change.
       const std::size_t end = std::min(code.size(), backslash + 2);
       out.append(code.substr(pos, end - pos));
@@ -127,7 +119,7 @@ std::string withUnicodeSkip(std::string_view group, int unicodeSkip) {
   std::size_t pos = 1;
   if (group.substr(pos, 2) == "\\*") pos += 2;
   if (pos < group.size() && group[pos] == '\\' && pos + 1 < group.size() &&
-      isLetter(group[pos + 1])) {
+      isAsciiLetter(group[pos + 1])) {
     pos = boundsOfWord(group, pos).numberEnd;
   }
   std::string out(group.substr(0, pos));

@@ -38,16 +38,6 @@ std::string paragraphWords(const ParagraphState& state) {
   return words;
 }
 
-// Whether c may be in a control word's name; the locale must not widen that to other letters.
-bool isAsciiLetter(char c) {
-  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
-}
-
-// Whether c is a decimal digit, in any locale.
-bool isDigit(char c) {
-  return c >= '0' && c <= '9';
-}
-
 // Widens ASCII bytes into units in place: appending from byte iterators would build a temporary.
 void appendAscii(std::string_view ascii, std::u16string& target) {
   const std::size_t start = target.size();

@@ -27,6 +27,16 @@ namespace textrix::detail {
 // RTF measures lengths in twips; attributes measure them in points.
 inline constexpr double kTwipsPerPoint = 20.0;
 
+// Whether c may be in a control word's name; the locale must not widen that to other letters.
+inline bool isAsciiLetter(char c) {
+  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+}
+
+// Whether c is a decimal digit, in any locale.
+inline bool isDigit(char c) {
+  return c >= '0' && c <= '9';
+}
+
 // The value of a hexadecimal digit, or -1 for any other byte.
 inline int hexValue(char c) {
   if (c >= '0' && c <= '9') return c - '0';

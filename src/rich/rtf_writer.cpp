@@ -280,36 +280,28 @@ RtfWriting RtfWriter::write() {
 }
 
 void RtfWriter::collectTables(const std::vector<AttributedText::Run>& runs) {
-  const auto addColor = [&](const AttributeDictionary& attributes, std::string_view name) {
-    if (const Color* color = attributes.get<Color>(name)) {
-      const RgbColor rgb = rgbOf(*color);
-      if (colorIndices_.emplace(rgb, static_cast<int>(colors_.size()) + 1).second) {
-        colors_.push_back(rgb);
-      }
+  const auto addFamily = [&](const std::string& family) {
+    if (fontIndices_.emplace(family, static_cast<int>(fonts_.size())).second) {
+      fonts_.push_back(family);
+    }
+  };
+  const auto addColor = [&](const Color& color) {
+    const RgbColor rgb = rgbOf(color);
+    if (colorIndices_.emplace(rgb, static_cast<int>(colors_.size()) + 1).second) {
+      colors_.push_back(rgb);
     }
   };
   for (const AttributedText::Run& run : runs) {
     const Font* font = run.attributes.get<Font>(kFontAttributeName);
-    const std::string& family = font ? font->family : std::string(kDefaultFamily);
-    if (fontIndices_.emplace(family, static_cast<int>(fonts_.size())).second) {
-      fonts_.push_back(family);
+    addFamily(font ? font->family : std::string(kDefaultFamily));
+    for (std::string_view name : {kForegroundColorAttributeName, kBackgroundColorAttributeName}) {
+      if (const Color* color = run.attributes.get<Color>(name)) addColor(*color);
     }
-    addColor(run.attributes, kForegroundColorAttributeName);
-    addColor(run.attributes, kBackgroundColorAttributeName);
     for (std::string_view name : kMarkupAttributeNames) {
       const Markup* markup = run.attributes.get<Markup>(name);
       if (markup == nullptr) continue;
-      for (const std::string& markupFamily : markup->fonts) {
-        if (fontIndices_.emplace(markupFamily, static_cast<int>(fonts_.size())).second) {
-          fonts_.push_back(markupFamily);
-        }
-      }
-      for (const Color& color : markup->colors) {
-        const RgbColor rgb = rgbOf(color);
-        if (colorIndices_.emplace(rgb, static_cast<int>(colors_.size()) + 1).second) {
-          colors_.push_back(rgb);
-        }
-      }
+      for (const std::string& family : markup->fonts) addFamily(family);
+      for (const Color& color : markup->colors) addColor(color);
     }
     const Markup* head = run.attributes.get<Markup>(kRtfDocumentMarkupAttributeName);
     if (head != nullptr && std::none_of(documentMarkup_.begin(), documentMarkup_.end(),
