@@ -68,7 +68,19 @@ void BM_NumberOfLines(benchmark::State& state) {
   setThroughput(state, text);
 }
 
+// The terminators found many at a time, as the line services visit them.
+void BM_ForEachTerminator(benchmark::State& state) {
+  const std::u16string& text = sampleText(static_cast<std::size_t>(state.range(0)));
+  for (auto _ : state) {
+    std::size_t count = 0;
+    textrix::forEachTerminator(text, [&count](std::size_t, std::size_t) { ++count; });
+    benchmark::DoNotOptimize(count);
+  }
+  setThroughput(state, text);
+}
+
 BENCHMARK(BM_Lines)->ArgName("MiB")->Arg(64)->Arg(256)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_NumberOfLines)->ArgName("MiB")->Arg(64)->Arg(256)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_ForEachTerminator)->ArgName("MiB")->Arg(64)->Arg(256)->Unit(benchmark::kMillisecond);
 
 }  // namespace

@@ -189,10 +189,8 @@ int applyService(std::string_view service, std::span<const std::string_view> arg
     return kSuccess;
   }
 
-  std::string bytes;
-  if (std::optional<CommandError> error = input.readAll(bytes)) return report(*error);
   ServicePasteboard pasteboard("textrix");
-  if (std::optional<CommandError> error = putSelection(std::move(bytes), type, pasteboard)) {
+  if (std::optional<CommandError> error = readSelection(input, type, pasteboard)) {
     return report(*error);
   }
   const int changeCount = pasteboard.changeCount();

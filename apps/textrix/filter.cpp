@@ -18,6 +18,21 @@ namespace {
 
 // The first block read ahead: enough to tell the type, and the whole of most inputs.
 constexpr std::size_t kAheadBytes = std::size_t{1} << 16;
+// Plain text is read and decoded in blocks of this size, which stay in the processor's caches.
+constexpr std::size_t kTextBlockBytes = std::size_t{1} << 18;
+
+// The length of the start of bytes that holds whole UTF-8 sequences only: a sequence that the end
+// of bytes cuts short is left for the next block.
+std::size_t wholeSequencesLength(std::string_view bytes) {
+  const std::size_t size = bytes.size();
+  for (std::size_t back = 1; back <= std::min<std::size_t>(3, size); ++back) {
+    const auto byte = static_cast<unsigned char>(bytes[size - back]);
+    if ((byte & 0xC0) == 0x80) continue;  // a continuation byte
+    const std::size_t length = byte >= 0xF0 ? 4 : byte >= 0xE0 ? 3 : byte >= 0xC0 ? 2 : 1;
+    return length > back ? size - back : size;
+  }
+  return size;
+}
 
 // Where descriptor stands in a regular file, else none.
 std::optional<long long> positionInRegularFile(int descriptor) {
@@ -113,6 +128,14 @@ std::optional<CommandError> SelectionInput::open(std::optional<std::string_view>
   return std::nullopt;
 }
 
+std::optional<std::size_t> SelectionInput::remainingBytes() const {
+  const std::size_t ahead = ahead_.size() - aheadTaken_;
+  if (aheadIsAll_) return ahead;
+  const std::optional<std::size_t> inFile = remainingBytesOfFile(descriptor_);
+  if (!inFile) return std::nullopt;
+  return ahead + *inFile;
+}
+
 std::optional<std::size_t> SelectionInput::read(std::span<char> buffer) {
   const std::size_t fromAhead = std::min(buffer.size(), ahead_.size() - aheadTaken_);
   std::memcpy(buffer.data(), ahead_.data() + aheadTaken_, fromAhead);
@@ -162,17 +185,58 @@ CommandError invalidUtf8At(std::size_t offset) {
   return {ErrorKind::input, localizedFormat("invalid UTF-8 at byte {0}", {std::to_string(offset)})};
 }
 
-std::optional<CommandError> putSelection(std::string bytes, std::string_view type,
-                                         ServicePasteboard& pasteboard) {
+std::optional<CommandError> readUtf8Blocks(SelectionInput& input, const BlockVisitor& read,
+                                           const BlockVisitor& checked, std::size_t blockBytes) {
+  std::string buffer(blockBytes, '\0');
+  std::size_t pending = 0;  // bytes of a sequence cut short, at the start of buffer
+  std::size_t offset = 0;   // of the start of buffer in the input
+  for (;;) {
+    const std::optional<std::size_t> got =
+        input.read(std::span(buffer).subspan(pending, blockBytes - pending));
+    if (!got) return input.readError();
+    const std::string_view bytes(buffer.data(), pending + *got);
+    if (read) {
+      if (std::optional<CommandError> error = read(bytes.substr(pending))) return error;
+    }
+    const bool end = *got == 0;
+    const std::string_view whole =
+        bytes.substr(0, end ? bytes.size() : wholeSequencesLength(bytes));
+    if (const std::size_t invalid = firstInvalidUtf8Offset(whole);
+        invalid != Utf8Decoding::kValid) {
+      return invalidUtf8At(offset + invalid);
+    }
+    if (checked) {
+      if (std::optional<CommandError> error = checked(whole)) return error;
+    }
+    if (end) return std::nullopt;
+    offset += whole.size();
+    pending = bytes.size() - whole.size();
+    std::memmove(buffer.data(), buffer.data() + whole.size(), pending);
+  }
+}
+
+std::optional<CommandError> readSelection(SelectionInput& input, std::string_view type,
+                                          ServicePasteboard& pasteboard) {
   pasteboard.declareTypes({std::string(type)});
   if (type != kStringPboardType) {
+    std::string bytes;
+    if (std::optional<CommandError> error = input.readAll(bytes)) return error;
     pasteboard.setData(std::move(bytes), type);
     return std::nullopt;
   }
-  Utf8Decoding decoded = decodeUtf8(bytes);
-  std::string().swap(bytes);
-  if (!decoded.ok()) return invalidUtf8At(decoded.errorOffset);
-  pasteboard.setString(std::move(decoded.text), type);
+  std::u16string text;
+  reserveText(text, input.remainingBytes().value_or(0));  // a unit a byte at most
+  const BlockVisitor decode = [&text](std::string_view bytes) -> std::optional<CommandError> {
+    const std::size_t used = text.size();
+    if (text.capacity() - used < bytes.size()) reserveText(text, std::max(used, bytes.size()));
+    text.resize(used + bytes.size());
+    text.resize(used + decodeValidUtf8(bytes, text.data() + used));
+    return std::nullopt;
+  };
+  if (std::optional<CommandError> error = readUtf8Blocks(input, {}, decode, kTextBlockBytes)) {
+    return error;
+  }
+  pasteboard.setString(std::move(text), type);
   return std::nullopt;
 }
 

@@ -6,15 +6,14 @@
 //   SelectionInput input;
 //   if (std::optional<CommandError> error = input.open(file)) return report(*error);
 //   const std::string_view type = detectType(input.firstBytes());
-//   std::string bytes;
-//   if (std::optional<CommandError> error = input.readAll(bytes)) return report(*error);
 //   ServicePasteboard pasteboard("textrix");
-//   std::optional<CommandError> error = putSelection(std::move(bytes), type, pasteboard);
+//   if (std::optional<CommandError> error = readSelection(input, type, pasteboard)) ...
 //   ...
 //   writeResult(pasteboard);
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <optional>
 #include <span>
 #include <string>
@@ -47,6 +46,8 @@ class SelectionInput {
   std::optional<std::size_t> read(std::span<char> buffer);
   // All the bytes not read yet; a regular file in one go into a buffer of its size.
   std::optional<CommandError> readAll(std::string& bytes);
+  // The number of bytes not read yet when it is known (a regular file), else none.
+  std::optional<std::size_t> remainingBytes() const;
   // Whether the input can be read again from its start: a regular file.
   bool canRewind() const { return start_.has_value(); }
   // Goes back to the start; false (errno set) when the input cannot.
@@ -74,10 +75,21 @@ std::string_view detectType(std::string_view bytes);
 // The error for plain text that is not UTF-8 from the byte at offset on.
 CommandError invalidUtf8At(std::size_t offset);
 
-// Puts the selection on the pasteboard as its one type; plain text must be UTF-8, and its bytes are
-// freed as soon as they are decoded. Returns the error with the bytes ("invalid UTF-8 at byte N").
-std::optional<CommandError> putSelection(std::string bytes, std::string_view type,
-                                         ServicePasteboard& pasteboard);
+// Hands each piece of bytes, as it comes, to a visitor; the error that ends the reading, or none.
+using BlockVisitor = std::function<std::optional<CommandError>(std::string_view bytes)>;
+
+// Reads all of input in blocks of blockBytes and checks that it is UTF-8 across the edges of the
+// blocks: each block goes to read as it was read, and its whole sequences to checked once they are
+// known to be UTF-8 (either visitor may be empty). The error when reading fails, when a visitor
+// returns one, or with the first byte that is not UTF-8 ("invalid UTF-8 at byte N").
+std::optional<CommandError> readUtf8Blocks(SelectionInput& input, const BlockVisitor& read,
+                                           const BlockVisitor& checked, std::size_t blockBytes);
+
+// Reads the rest of input and puts it on the pasteboard as its one type. Plain text must be UTF-8
+// and is decoded block by block as it is read, so that its bytes are never held whole; the error
+// when reading fails or the text is not UTF-8.
+std::optional<CommandError> readSelection(SelectionInput& input, std::string_view type,
+                                          ServicePasteboard& pasteboard);
 
 // Reads from descriptor into buffer until it is full or the input ends: the number of bytes read,
 // or none (errno set) on a read error.

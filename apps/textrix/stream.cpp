@@ -2,6 +2,7 @@
 #include "stream.h"
 
 #include <fcntl.h>
+#include <malloc.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -12,7 +13,6 @@
 
 #include "runtime/localization.h"
 #include "services/line_stream.h"
-#include "text/encodings.h"
 
 namespace textrix::command {
 namespace {
@@ -22,18 +22,15 @@ namespace {
 constexpr std::size_t kBlockBytes = std::size_t{1} << 18;
 // Input that cannot be read again is kept in memory up to this size.
 constexpr std::size_t kKeptInMemory = std::size_t{1} << 24;
+// Allocations up to this size stay in the process when freed.
+constexpr int kReusedAllocationBytes = 1 << 24;
 
-// The length of the start of bytes that holds whole UTF-8 sequences only: a sequence that the end
-// of bytes cuts short is left for the next block.
-std::size_t wholeSequencesLength(std::string_view bytes) {
-  const std::size_t size = bytes.size();
-  for (std::size_t back = 1; back <= std::min<std::size_t>(3, size); ++back) {
-    const auto byte = static_cast<unsigned char>(bytes[size - back]);
-    if ((byte & 0xC0) == 0x80) continue;  // a continuation byte
-    const std::size_t length = byte >= 0xF0 ? 4 : byte >= 0xE0 ? 3 : byte >= 0xC0 ? 2 : 1;
-    return length > back ? size - back : size;
-  }
-  return size;
+// The services make their results anew for each block. By the allocator's own measure a block's
+// buffers, of some hundreds of kilobytes, may go back to the system when freed and come back for
+// the next block as fresh pages, cleared again; kept in the process, they are reused as they are.
+void keepBlockBuffersForReuse() {
+  mallopt(M_MMAP_THRESHOLD, kReusedAllocationBytes);
+  mallopt(M_TRIM_THRESHOLD, 2 * kReusedAllocationBytes);
 }
 
 // An unnamed file in the temporary directory, gone when closed; -1 when none can be made.
@@ -88,41 +85,6 @@ class KeptInput {
   int file_ = -1;
 };
 
-// Reads all of input, block by block, and checks that it is UTF-8 across the edges of the blocks,
-// handing each block read to keep when given. The offset of the first byte that is not UTF-8
-// (Utf8Decoding::kValid when there is none), or the error when reading or keeping fails.
-std::optional<CommandError> checkUtf8(SelectionInput& input, KeptInput* kept,
-                                      std::size_t& invalidOffset) {
-  std::string buffer(kBlockBytes, '\0');
-  std::size_t pending = 0;  // bytes of a sequence cut short, at the start of buffer
-  std::size_t checked = 0;
-  for (;;) {
-    const std::optional<std::size_t> got =
-        input.read(std::span(buffer).subspan(pending, kBlockBytes - pending));
-    if (!got) return input.readError();
-    if (kept && !kept->keep(std::string_view(buffer.data() + pending, *got))) {
-      const std::string reason = std::strerror(errno);
-      return CommandError{ErrorKind::input,
-                          localizedFormat("cannot keep standard input: {0}", {reason})};
-    }
-    const std::string_view bytes(buffer.data(), pending + *got);
-    const bool end = *got == 0;
-    const std::size_t whole = end ? bytes.size() : wholeSequencesLength(bytes);
-    if (const std::size_t offset = firstInvalidUtf8Offset(bytes.substr(0, whole));
-        offset != Utf8Decoding::kValid) {
-      invalidOffset = checked + offset;
-      return std::nullopt;
-    }
-    if (end) {
-      invalidOffset = Utf8Decoding::kValid;
-      return std::nullopt;
-    }
-    checked += whole;
-    pending = bytes.size() - whole;
-    std::memmove(buffer.data(), buffer.data() + whole, pending);
-  }
-}
-
 std::optional<CommandError> errorOfStream(StreamStatus status, const SelectionInput& input) {
   switch (status) {
     case StreamStatus::done:
@@ -142,15 +104,25 @@ std::optional<CommandError> errorOfStream(StreamStatus status, const SelectionIn
 std::optional<CommandError> streamSelection(Textrix& provider, const ServiceEntry& entry,
                                             SelectionInput& input) {
   KeptInput kept;
-  std::size_t invalidOffset = Utf8Decoding::kValid;
   KeptInput* keep = input.canRewind() ? nullptr : &kept;
-  if (std::optional<CommandError> error = checkUtf8(input, keep, invalidOffset)) return error;
-  if (invalidOffset != Utf8Decoding::kValid) return invalidUtf8At(invalidOffset);
+  BlockVisitor keepBlock;
+  if (keep) {
+    keepBlock = [&kept](std::string_view bytes) -> std::optional<CommandError> {
+      if (kept.keep(bytes)) return std::nullopt;
+      const std::string reason = std::strerror(errno);
+      return CommandError{ErrorKind::input,
+                          localizedFormat("cannot keep standard input: {0}", {reason})};
+    };
+  }
+  if (std::optional<CommandError> error = readUtf8Blocks(input, keepBlock, {}, kBlockBytes)) {
+    return error;
+  }
   if (keep ? !kept.rewind() : !input.rewind()) return input.readError();
 
   ByteSource source = [&](std::span<char> buffer) {
     return keep ? kept.read(buffer) : input.read(buffer);
   };
+  keepBlockBuffersForReuse();
   LineStream stream(provider, entry);
   if (std::fflush(stdout) != 0) return writeError();
   return errorOfStream(streamLines(stream, source, writeOut, kBlockBytes), input);

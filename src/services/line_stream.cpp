@@ -13,26 +13,35 @@ namespace textrix {
 LineStream::LineStream(Textrix& provider, const ServiceEntry& entry)
     : provider_(provider), entry_(entry) {}
 
-std::optional<std::string_view> LineStream::transform(std::string_view lines) {
-  Utf8Decoding decoded = decodeUtf8(lines);
-  if (!decoded.ok()) return std::nullopt;
-  const std::u16string result = transformed(std::move(decoded.text));
-  // The buffer only grows, so that a long stream fills it once.
-  const std::size_t room = 3 * result.size();
-  if (utf8_.size() < room) utf8_.resize(room);
-  return std::string_view(utf8_.data(), encodeUtf8(result, utf8_.data()));
+namespace {
+
+// Makes buffer at least size long, keeping what it holds; it never shrinks.
+template <class Buffer>
+void growTo(Buffer& buffer, std::size_t size) {
+  if (buffer.size() < size) buffer.resize(size);
 }
 
-// A service whose lines are independent has a result for any text; should one have none, its
-// lines go out as they came rather than be lost.
-std::u16string LineStream::transformed(std::u16string text) {
+}  // namespace
+
+std::optional<std::string_view> LineStream::transform(std::string_view lines) {
+  if (firstInvalidUtf8Offset(lines) != Utf8Decoding::kValid) return std::nullopt;
+  growTo(text_, lines.size());  // a unit a byte at most
+  text_.resize(decodeValidUtf8(lines, text_.data()));
+  // A service whose lines are independent has a result for any text; should one have none, its
+  // lines go out as they came rather than be lost.
   if (const auto* plain = std::get_if<PlainTransform>(&entry_.transform)) {
-    std::optional<std::u16string> result = (*plain)(text, provider_);
-    return result ? std::move(*result) : std::move(text);
+    const std::optional<std::u16string> result = (*plain)(text_, provider_);
+    return encoded(result ? *result : text_);
   }
-  ServiceText edited(std::move(text));
+  ServiceText edited(std::move(text_));
   std::get<TextTransform>(entry_.transform)(edited, provider_);
-  return std::get<std::u16string>(std::move(edited));
+  text_ = std::get<std::u16string>(std::move(edited));
+  return encoded(text_);
+}
+
+std::string_view LineStream::encoded(std::u16string_view text) {
+  growTo(utf8_, 3 * text.size());
+  return std::string_view(utf8_.data(), encodeUtf8(text, utf8_.data()));
 }
 
 namespace {

@@ -36,10 +36,13 @@ class LineStream {
   std::optional<std::string_view> transform(std::string_view lines);
 
  private:
-  std::u16string transformed(std::u16string text);
+  // text as UTF-8, in utf8_.
+  std::string_view encoded(std::u16string_view text);
 
   Textrix& provider_;
   const ServiceEntry& entry_;
+  // The buffers only grow, so that a long stream allocates them once.
+  std::u16string text_;
   std::string utf8_;
 };
 

@@ -3,6 +3,7 @@
 
 #include "services/trim.h"
 #include "text/charsets.h"
+#include "text/encodings.h"
 #include "text/lines.h"
 #include "text/search.h"
 
@@ -166,7 +167,7 @@ std::u16string reformattedStringByRemovingCharactersOfString(std::u16string_view
                                                              std::u16string_view characters) {
   const ContentClasses classes(characters, text.size());
   std::u16string result;
-  result.reserve(text.size());
+  reserveText(result, text.size());
   bool joined = false;
   for (std::size_t start = 0, end; start < text.size(); start = end) {
     end = lineEnd(text, start);

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "text/encodings.h"
+#include "text/processor_builds.h"
 
 namespace textrix {
 namespace {
@@ -15,18 +16,23 @@ constexpr std::uint16_t kAlphabet = 26;
 constexpr const char* kWindowsLatin1 = "windows-1252";
 constexpr const char* kMacRoman = "macintosh";
 
-// Eight units at once in a vector register (SSE2, NEON), through the compiler's portable vector
-// extension, without branches: the lanes of a comparison are all ones or all zeros.
-using UnitVector = std::uint16_t __attribute__((vector_size(16)));
+// Sixteen units at once, through the compiler's portable vector extension
+// (text/processor_builds.h), without branches: the lanes of a comparison are all ones or all zeros.
+using UnitVector = std::uint16_t __attribute__((vector_size(32)));
 constexpr std::size_t kBlock = sizeof(UnitVector) / sizeof(char16_t);
 
-UnitVector rotatedBlock(UnitVector units, std::uint16_t shift) {
+// Rotates the kBlock units at units in place. Always inlined, so that it is built for the processor
+// of its caller.
+[[gnu::always_inline]] inline void rotateBlock(char16_t* units, std::uint16_t shift) {
+  UnitVector block;
+  std::memcpy(&block, units, sizeof block);
   // 'a' is taken as the lane type: clang 14 crashes on a char16_t mixed with a vector.
-  const UnitVector letter = (units | 0x20) - static_cast<std::uint16_t>(
+  const UnitVector letter = (block | 0x20) - static_cast<std::uint16_t>(
                                                  u'a');  // A to Z land on a to z, nothing else does
   const auto isLetter = reinterpret_cast<UnitVector>(letter < kAlphabet);
   const auto wraps = reinterpret_cast<UnitVector>(letter + shift >= kAlphabet);
-  return (isLetter & (units + shift - (wraps & kAlphabet))) | (~isLetter & units);
+  block = (isLetter & (block + shift - (wraps & kAlphabet))) | (~isLetter & block);
+  std::memcpy(units, &block, sizeof block);
 }
 
 char16_t rotatedUnit(char16_t c, std::uint16_t shift) {
@@ -35,14 +41,9 @@ char16_t rotatedUnit(char16_t c, std::uint16_t shift) {
   return static_cast<char16_t>(c + shift - (letter + shift >= kAlphabet ? kAlphabet : 0));
 }
 
-void rotateLetters(std::u16string& text, std::uint16_t shift) {
+TEXTRIX_ALSO_FOR_AVX2 void rotateLetters(std::u16string& text, std::uint16_t shift) {
   std::size_t i = 0;
-  for (; i + kBlock <= text.size(); i += kBlock) {
-    UnitVector units;
-    std::memcpy(&units, text.data() + i, sizeof units);
-    units = rotatedBlock(units, shift);
-    std::memcpy(text.data() + i, &units, sizeof units);
-  }
+  for (; i + kBlock <= text.size(); i += kBlock) rotateBlock(text.data() + i, shift);
   for (; i < text.size(); ++i) text[i] = rotatedUnit(text[i], shift);
 }
 

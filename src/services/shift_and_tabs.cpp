@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "services/shift_and_tabs.h"
 
-#include <algorithm>
+#include <span>
 
 #include "text/charsets.h"
 #include "text/lines.h"
@@ -30,21 +30,27 @@ std::size_t indentationStep(std::u16string_view line, std::size_t width) {
   return taken;
 }
 
-// Columns start again after every plain feed, so both scans go line by line. A line's terminator
-// comes last in it and counts as one more column, which changes nothing.
+// Columns start again after every plain feed. A line's terminator comes last in it and counts as
+// one more column, which changes nothing.
 
-// Reports every tab of text, replaced by the spaces up to the next stop.
+// Reports every tab of text, replaced by the spaces up to the next stop. One scan finds the tabs
+// and the feeds, where the columns start again, many at a time.
 void scanTabDecoding(std::u16string_view text, std::size_t width, EditSink& out) {
   const std::u16string spaces(width, u' ');
-  for (std::size_t start = 0, end; start < text.size(); start = end) {
-    end = lineEnd(text, start);
-    const std::u16string_view line = text.substr(start, end - start);
-    std::size_t widened = 0;  // the columns that the line's tabs so far took beyond one each
-    for (std::size_t tab = line.find(u'\t'); tab != std::u16string_view::npos;
-         tab = line.find(u'\t', tab + 1)) {
-      const std::size_t count = width - (tab + widened) % width;
-      out.replace(start + tab, 1, std::u16string_view(spaces).substr(0, count));
-      widened += count - 1;
+  std::size_t lineStart = 0;
+  std::size_t widened = 0;  // the columns that the line's tabs so far took beyond one each
+  std::size_t found[kFoundAtOnce];
+  for (std::size_t from = 0, count; (count = findFeedsOrUnit(text, from, u'\t', found)) > 0;
+       from = found[count - 1] + 1) {
+    for (const std::size_t at : std::span(found, count)) {
+      if (text[at] != u'\t') {
+        lineStart = at + 1;
+        widened = 0;
+        continue;
+      }
+      const std::size_t tabWidth = width - (at - lineStart + widened) % width;
+      out.replace(at, 1, std::u16string_view(spaces).substr(0, tabWidth));
+      widened += tabWidth - 1;
     }
   }
 }
@@ -137,14 +143,7 @@ std::u16string stringByConvertingTabs(std::u16string_view text, int width, bool 
   if (width < 1) return std::u16string(text);
   const auto stop = static_cast<std::size_t>(width);
   StringRewriter out(text);
-  if (encode) {
-    scanTabEncoding(text, stop, out);
-  } else {
-    // No tab widens to more than a tab stop, so the result fits without growing.
-    const auto tabs = static_cast<std::size_t>(std::count(text.begin(), text.end(), u'\t'));
-    out.reserve(text.size() + tabs * (stop - 1));
-    scanTabDecoding(text, stop, out);
-  }
+  (encode ? scanTabEncoding : scanTabDecoding)(text, stop, out);
   return out.finish();
 }
 

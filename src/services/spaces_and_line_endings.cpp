@@ -104,14 +104,12 @@ std::u16string replaceLineEndings(std::u16string_view text, std::u16string_view 
   result.reserve(text.size() + (growth > 0 ? numberOfLines(text) * growth : 0));
   // Lines that already end in the substitute are copied together with the lines after them.
   std::size_t copied = 0;
-  for (std::size_t start = 0, end; start < text.size(); start = end) {
-    end = lineEnd(text, start);
-    const std::u16string_view feed = feedOfLine(text.substr(start, end - start));
-    if (feed.empty() || feed == substitute) continue;
-    result.append(text.substr(copied, end - feed.size() - copied));
+  forEachTerminator(text, [&](std::size_t at, std::size_t length) {
+    if (text.substr(at, length) == substitute) return;
+    result.append(text.substr(copied, at - copied));
     result.append(substitute);
-    copied = end;
-  }
+    copied = at + length;
+  });
   result.append(text.substr(copied));
   return result;
 }

@@ -37,6 +37,26 @@ void keepOnly(AttributedText& text, Range kept) {
   text.deleteCharactersInRange(Range{0, kept.location});
 }
 
+// text without the blanks that begin each of its lines: copied in long pieces, broken only where a
+// line begins with a blank. A terminator is no blank, so the blanks after it begin the next line.
+std::u16string stringByTrimmingLineStarts(std::u16string_view text) {
+  const CharacterSetRep& blanks = *spaceCharacterSetRep();
+  std::u16string result;
+  result.reserve(text.size());
+  std::size_t copied = 0;
+  const auto dropBlanksFrom = [&](std::size_t lineStart) {
+    std::size_t kept = lineStart;
+    while (kept < text.size() && blanks.contains(text[kept])) ++kept;
+    if (kept == lineStart) return;
+    result.append(text.substr(copied, lineStart - copied));
+    copied = kept;
+  };
+  dropBlanksFrom(0);
+  forEachTerminator(text, [&](std::size_t at, std::size_t length) { dropBlanksFrom(at + length); });
+  result.append(text.substr(copied));
+  return result;
+}
+
 }  // namespace
 
 std::u16string_view stringByTrimmingSpacesOfLeftSideAndFeeds(std::u16string_view text, bool feeds) {
@@ -80,6 +100,7 @@ void trimFeeds(AttributedText& text) {
 }
 
 std::u16string stringByTrimmingLines(std::u16string_view text, bool left, bool right) {
+  if (left && !right) return stringByTrimmingLineStarts(text);
   std::u16string result;
   result.reserve(text.size());
   for (std::size_t start = 0, end; start < text.size(); start = end) {
@@ -87,9 +108,6 @@ std::u16string stringByTrimmingLines(std::u16string_view text, bool left, bool r
     const std::u16string_view line = text.substr(start, end - start);
     if (left && right) {
       result.append(stringByTrimmingWhiteSpaces(line)).append(feedOfLine(line));
-    } else if (left) {
-      // The terminator is no blank, so it survives the left trim.
-      result.append(stringByTrimmingSpacesOfLeftSideAndFeeds(line, false));
     } else if (right) {
       result.append(stringByTrimmingSpacesOfRightSideAndFeeds(line, true)).append(feedOfLine(line));
     } else {

@@ -156,8 +156,7 @@ std::size_t decodeUtf8Into(std::string_view bytes, std::u16string& text) {
   const char* const begin = bytes.data();
   const char* const end = begin + bytes.size();
   const bool useKernels = bytes.size() >= kShort;
-  text.reserve(bytes.size());  // a unit a byte at most
-  adviseHugePages(text.data(), text.capacity() * sizeof(char16_t));
+  reserveText(text, bytes.size());  // a unit a byte at most
   ChunkBuffer<char16_t, kDecodeChunk + kSlack> buffer;
   std::size_t errorOffset = Utf8Decoding::kValid;
   const char* p = begin;
@@ -201,6 +200,11 @@ std::size_t decodeUtf8Into(std::string_view bytes, std::u16string& text) {
 }
 
 }  // namespace
+
+void reserveText(std::u16string& text, std::size_t units) {
+  text.reserve(text.size() + units);
+  adviseHugePages(text.data(), text.capacity() * sizeof(char16_t));
+}
 
 ConverterStatus initUnicodeConverters() {
   return statusOf(sharedUtf8Converter().status);

@@ -79,6 +79,10 @@ std::u16string utf16FromUtf8(std::string_view bytes);
 // Utf8Decoding::kValid when all of bytes is well-formed UTF-8. Validates only, the fastest way.
 std::size_t firstInvalidUtf8Offset(std::string_view bytes);
 
+// Makes room in text for units more units, backed by huge pages where the system grants them on
+// request: a text of hundreds of megabytes then takes 512 times fewer page faults as it is written.
+void reserveText(std::u16string& text, std::size_t units);
+
 // The number of UTF-16 units that decoding the well-formed validUtf8 gives.
 std::size_t utf16Length(std::string_view validUtf8);
 

@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <cstring>
 
+#include "text/processor_builds.h"
+
 namespace textrix {
 namespace {
 
@@ -27,41 +29,51 @@ constexpr bool isFeed(char16_t c) {
          (feeds == FeedSet::plain && c == kObjectReplacement);
 }
 
-// Eight units tested at once in a vector register (SSE2, NEON), through the compiler's portable
-// vector extension: most lines hold no feed until their end.
-using UnitVector = std::uint16_t __attribute__((vector_size(16)));
+// Sixteen units tested at once through the compiler's portable vector extension: in one register
+// where the processor has AVX2, in two (SSE2, NEON) elsewhere. Most lines hold no feed for dozens
+// of units.
+using UnitVector = std::uint16_t __attribute__((vector_size(32)));
 constexpr std::size_t kBlock = sizeof(UnitVector) / sizeof(char16_t);
 
-// The lanes of a vector comparison are all ones or all zeros; read as two 64-bit halves, the first
-// set bit tells the first lane that holds a feed.
+// The lanes of a vector comparison are all ones or all zeros; read as four 64-bit quarters, the low
+// bit of each lane, gathered by a multiplication to the top of its quarter, makes one bit a lane.
 static_assert(std::endian::native == std::endian::little, "lane 0 must be the low bits");
-constexpr int kBitsPerLane = 16;
-constexpr std::size_t kLanesPerHalf = 4;
+constexpr std::uint64_t kLowBitOfEachLane = 0x0001000100010001u;
+constexpr std::uint64_t kGatherLowBits = 0x0001000200040008u;
+constexpr int kGatheredShift = 48;
+constexpr std::size_t kLanesPerQuarter = 4;
 
-// The index of the first feed among the kBlock units at units, or kBlock when there is none.
+// Bit k set where lane k of the kBlock units at units holds a feed or the unit also. CR and FF, and
+// the two separators, differ in their last bit alone, so one comparison takes each pair. Always
+// inlined, so that it is built for the processor of its caller.
 template <FeedSet feeds>
-std::size_t firstFeedInBlock(const char16_t* units) {
+[[gnu::always_inline]] inline unsigned feedLanes(const char16_t* units, char16_t also) {
   UnitVector u;
   std::memcpy(&u, units, sizeof u);
+  const UnitVector pairs = u | 1;
   // Each unit is compared as the lane type: clang 14 crashes on a char16_t compared to a vector.
-  const auto lanesEqual = [&u](char16_t c) { return u == static_cast<std::uint16_t>(c); };
-  auto lanes = lanesEqual(u'\n') | lanesEqual(u'\r') | lanesEqual(u'\f') | lanesEqual(0x0003) |
-               lanesEqual(kLineSeparator) | lanesEqual(kParagraphSeparator) |
-               lanesEqual(kByteOrderMark);
-  if constexpr (feeds == FeedSet::plain) lanes |= lanesEqual(kObjectReplacement);
-  std::uint64_t halves[2];
-  std::memcpy(halves, &lanes, sizeof halves);
-  if (halves[0] != 0) return std::countr_zero(halves[0]) / kBitsPerLane;
-  if (halves[1] != 0) return kLanesPerHalf + std::countr_zero(halves[1]) / kBitsPerLane;
-  return kBlock;
+  auto lanes = (pairs == std::uint16_t{u'\r'}) | (u == std::uint16_t{u'\n'}) |
+               (u == std::uint16_t{0x0003}) | (pairs == std::uint16_t{kParagraphSeparator}) |
+               (u == std::uint16_t{kByteOrderMark}) | (u == static_cast<std::uint16_t>(also));
+  if constexpr (feeds == FeedSet::plain) lanes |= u == std::uint16_t{kObjectReplacement};
+  std::uint64_t quarters[kBlock / kLanesPerQuarter];
+  std::memcpy(quarters, &lanes, sizeof quarters);
+  if ((quarters[0] | quarters[1] | quarters[2] | quarters[3]) == 0) return 0;  // most blocks
+  unsigned bits = 0;
+  for (std::size_t quarter = 0; quarter < std::size(quarters); ++quarter) {
+    const std::uint64_t gathered =
+        ((quarters[quarter] & kLowBitOfEachLane) * kGatherLowBits) >> kGatheredShift;
+    bits |= static_cast<unsigned>(gathered) << (quarter * kLanesPerQuarter);
+  }
+  return bits;
 }
 
 // The index of the first feed at or after i, or text.size().
 template <FeedSet feeds>
-std::size_t firstFeedFrom(std::u16string_view text, std::size_t i) {
+TEXTRIX_ALSO_FOR_AVX2 std::size_t firstFeedFrom(std::u16string_view text, std::size_t i) {
   for (; i + kBlock <= text.size(); i += kBlock) {
-    const std::size_t lane = firstFeedInBlock<feeds>(text.data() + i);
-    if (lane < kBlock) return i + lane;
+    const unsigned lanes = feedLanes<feeds>(text.data() + i, u'\n');
+    if (lanes != 0) return i + static_cast<std::size_t>(std::countr_zero(lanes));
   }
   while (i < text.size() && !isFeed<feeds>(text[i])) ++i;
   return i;
@@ -109,6 +121,25 @@ std::u16string_view feedOfLine(std::u16string_view text, FeedSet feeds) {
   std::size_t start = text.size();
   while (start > 0 && isFeedCharacter(text[start - 1], feeds)) --start;
   return text.substr(start);
+}
+
+// A block at a time while positions has room for a whole block.
+TEXTRIX_ALSO_FOR_AVX2 std::size_t findFeedsOrUnit(std::u16string_view text, std::size_t from,
+                                                  char16_t unit, std::span<std::size_t> positions) {
+  std::size_t found = 0;
+  std::size_t i = from;
+  for (; i + kBlock <= text.size() && positions.size() - found >= kBlock; i += kBlock) {
+    for (unsigned lanes = feedLanes<FeedSet::plain>(text.data() + i, unit); lanes != 0;
+         lanes &= lanes - 1) {
+      positions[found++] = i + static_cast<std::size_t>(std::countr_zero(lanes));
+    }
+  }
+  if (i + kBlock > text.size()) {
+    for (; i < text.size() && found < positions.size(); ++i) {
+      if (isFeed<FeedSet::plain>(text[i]) || text[i] == unit) positions[found++] = i;
+    }
+  }
+  return found;
 }
 
 std::u16string_view firstLine(std::u16string_view text, FeedSet feeds) {

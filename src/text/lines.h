@@ -12,6 +12,7 @@
 #pragma once
 
 #include <cstddef>
+#include <span>
 #include <string_view>
 #include <vector>
 
@@ -42,6 +43,37 @@ bool hasFeedOfLine(std::u16string_view text, FeedSet feeds = FeedSet::plain);
 // The longest run of feed characters at the end of text (the whole text when it is all feeds;
 // empty when it does not end in a feed). A view into text.
 std::u16string_view feedOfLine(std::u16string_view text, FeedSet feeds = FeedSet::plain);
+
+// The indexes, in order, of the plain feed characters and of the units unit at or after from
+// (<= text.size()), as many as fit in positions, which holds at least 16; returns how many it wrote
+// there. It may stop short of a full positions, and returns 0 only when there are no more.
+//
+//   std::size_t found[textrix::kFoundAtOnce];
+//   for (std::size_t from = 0, count;
+//        (count = findFeedsOrUnit(text, from, u'\t', found)) > 0; from = found[count - 1] + 1) ...
+std::size_t findFeedsOrUnit(std::u16string_view text, std::size_t from, char16_t unit,
+                            std::span<std::size_t> positions);
+
+// Room for the positions of one search, enough that a search finds many.
+inline constexpr std::size_t kFoundAtOnce = 256;
+
+// Calls visit(at, length) for the terminator of every line of plain text, in order: at its index,
+// length 2 for CR LF, else 1. The feeds are found many at a time, far faster than line by line.
+template <class Visit>
+void forEachTerminator(std::u16string_view text, Visit visit) {
+  std::size_t found[kFoundAtOnce];
+  std::size_t lineStart = 0;  // an LF at lineStart - 1 belonged to the CR before it
+  for (std::size_t from = 0, count; (count = findFeedsOrUnit(text, from, u'\n', found)) > 0;
+       from = found[count - 1] + 1) {
+    for (const std::size_t at : std::span(found, count)) {
+      if (at < lineStart) continue;
+      const bool crLf = text[at] == u'\r' && at + 1 < text.size() && text[at + 1] == u'\n';
+      const std::size_t length = crLf ? 2 : 1;
+      visit(at, length);
+      lineStart = at + length;
+    }
+  }
+}
 
 // The text before the first feed character: all of it when it holds none, empty when it begins
 // with one. A view into text.

@@ -51,8 +51,6 @@ class StringRewriter final : public EditSink {
  public:
   explicit StringRewriter(std::u16string_view source) : source_(source) {}
   void replace(std::size_t start, std::size_t length, std::u16string_view replacement) override;
-  // Makes room for a result of units, for a caller that knows its size before the edits.
-  void reserve(std::size_t units) { result_.reserve(units); }
   // True once an edit has been made.
   bool edited() const { return edited_; }
   // The source with every edit applied.

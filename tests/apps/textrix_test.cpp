@@ -91,6 +91,20 @@ TEST_F(Command, StreamsALongTextFromAFileOrAPipeAlike) {
   }
 }
 
+// A service on the whole text reads it in blocks: a character cut by the end of the first block,
+// and a byte that is not UTF-8 far after it.
+TEST_F(Command, ReadsAWholeTextInBlocksAcrossTheirEdges) {
+  const std::string text = std::string((std::size_t{1} << 18) - 1, 'x') + "\xC3\xA9\ntail\n";
+  const std::string invalid = text + "\xC3(";
+  const auto file = directory_ / "whole.txt";
+  std::ofstream(file, std::ios::binary) << text;
+  EXPECT_EQ(run({"remove-multiple-feeds", file.string()}).out, text);
+  EXPECT_EQ(run({"remove-multiple-feeds"}, text).out, text);
+  const Outcome result = run({"remove-multiple-feeds"}, invalid);
+  EXPECT_EQ(result.status, 2);
+  EXPECT_EQ(result.err, "textrix: invalid UTF-8 at byte " + std::to_string(text.size()) + "\n");
+}
+
 TEST_F(Command, ReportsAnOutputThatCannotBeWritten) {
   const std::vector<std::string> full = {"/bin/sh", "-c", "\"$0\" \"$1\" >/dev/full",
                                          TEXTRIX_COMMAND};

@@ -72,6 +72,17 @@ TEST(TabConversion, DetabsToTheNextStopAndEntabsBlanksThatReachAStop) {
   EXPECT_EQ(text, u"a\tb");
 }
 
+TEST(TabConversion, DetabsALongTextAsEachLineAlone) {
+  const std::u16string text = testing_texts::manyShortLines();
+  const auto detabbed = [](std::u16string_view line) {
+    std::u16string copy(line);
+    decodeTabs(copy, 4);
+    return copy;
+  };
+  EXPECT_EQ(detabbed(text), testing_texts::eachLineAlone(text, detabbed));
+  EXPECT_EQ(stringByConvertingTabs(text, 4, false), detabbed(text));
+}
+
 TEST(AttributedTabs, PutInTabsAndSpacesTakeTheAttributesOfWhatTheyReplace) {
   AttributedText text = redThenBlue(u"ab", u"\tc");
   decodeTabs(text, 4);

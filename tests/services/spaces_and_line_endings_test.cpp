@@ -97,5 +97,15 @@ TEST(ReplaceLineEndings, EachTerminatorBecomesOneSubstitute) {
   }
 }
 
+TEST(ReplaceLineEndings, ReplacesTheTerminatorsOfALongTextAsOfEachLineAlone) {
+  const std::u16string text = testing_texts::manyShortLines();
+  for (const std::u16string_view substitute : {u" ", u"\n", u"\r\n"}) {
+    EXPECT_EQ(replaceLineEndings(text, substitute),
+              testing_texts::eachLineAlone(text, [substitute](std::u16string_view line) {
+                return replaceLineEndings(line, substitute);
+              }));
+  }
+}
+
 }  // namespace
 }  // namespace textrix

@@ -4,7 +4,9 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 
+#include "support/texts.h"
 #include "text/attributed_text.h"
 
 namespace textrix {
@@ -36,6 +38,16 @@ TEST(TrimService, TrimsEveryLineAndKeepsItsTerminator) {
     EXPECT_EQ(stringByTrimmingLines(row.text, true, true), row.both);
     EXPECT_EQ(stringByTrimmingLines(row.text, true, false), row.left);
     EXPECT_EQ(stringByTrimmingLines(row.text, false, true), row.right);
+  }
+}
+
+TEST(TrimService, TrimsTheLinesOfALongTextAsEachAlone) {
+  const std::u16string text = testing_texts::manyShortLines();
+  for (const auto& [left, right] : {std::pair{true, false}, {false, true}, {true, true}}) {
+    EXPECT_EQ(stringByTrimmingLines(text, left, right),
+              testing_texts::eachLineAlone(text, [left, right](std::u16string_view line) {
+                return stringByTrimmingLines(line, left, right);
+              }));
   }
 }
 

@@ -1,11 +1,14 @@
 // SPDX-License-Identifier: MIT
-// Attributed texts that several tests build: coloured runs, compared by their attributes.
+// Texts that several tests build: coloured runs, compared by their attributes, and long plain texts
+// of short lines, compared with their lines taken one by one.
 #pragma once
 
 #include <initializer_list>
+#include <string>
 #include <string_view>
 
 #include "text/attributed_text.h"
+#include "text/lines.h"
 
 namespace textrix::testing_texts {
 
@@ -36,6 +39,24 @@ inline AttributedText alternating(std::initializer_list<std::u16string_view> pie
     red = !red;
   }
   return text;
+}
+
+// Short lines of blanks, tabs and letters ending in every kind of terminator: more feeds and tabs
+// than text/lines.h finds at once, with CR LF pairs among them.
+inline std::u16string manyShortLines() {
+  constexpr std::u16string_view kLines[] = {u"  a\tb \r\n", u"\t\tc\n", u"\r",       u" \t d\u2028",
+                                            u"e\t\r\n",     u"\n",      u"\u00A0f\f"};
+  std::u16string text;
+  for (std::size_t i = 0; i < 1000; ++i) text += kLines[i * 7 % 11 % std::size(kLines)];
+  return text + u"  \tlast";
+}
+
+// What transform makes of each line of text on its own, put together.
+template <class Transform>
+std::u16string eachLineAlone(std::u16string_view text, Transform transform) {
+  std::u16string result;
+  for (const std::u16string_view line : lines(text)) result += transform(line);
+  return result;
 }
 
 }  // namespace textrix::testing_texts

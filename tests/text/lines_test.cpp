@@ -107,5 +107,53 @@ TEST(LineSplitting, FindsTheFeedsAtTheEndAndTheTextBeforeTheFirstFeed) {
   }
 }
 
+// Texts whose feeds and tabs fall at every place of a block searched at a time, at its ends, and
+// more of them than one search returns: CR LF pairs cut by the end of a search among them.
+std::vector<std::u16string> searchedTexts() {
+  std::vector<std::u16string> texts = {u"", u"\t", u"a\r\nb", u"\n\r\u2028\uFFFC\uFEFF\u0003\f\t"};
+  for (std::size_t at = 0; at < 40; ++at) {
+    std::u16string text(40, u'x');
+    text[at] = at % 2 ? u'\t' : u'\r';
+    texts.push_back(text);
+  }
+  std::u16string crLfs;
+  for (int i = 0; i < 700; ++i) crLfs += i % 3 ? u"\r\n" : u"\t\r\r\nx\n";
+  texts.push_back(crLfs);
+  return texts;
+}
+
+TEST(LineSplitting, FindsEveryFeedAndUnitWhateverTheRoomForThem) {
+  for (const std::u16string& text : searchedTexts()) {
+    std::vector<std::size_t> expected;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+      if (isFeedCharacter(text[i]) || text[i] == u'\t') expected.push_back(i);
+    }
+    for (const std::size_t room : {std::size_t{16}, std::size_t{17}, kFoundAtOnce}) {
+      SCOPED_TRACE(testing::Message() << text.size() << " units, room " << room);
+      std::vector<std::size_t> positions(room), found;
+      for (std::size_t from = 0, count; (count = findFeedsOrUnit(text, from, u'\t', positions)) > 0;
+           from = positions[count - 1] + 1) {
+        found.insert(found.end(), positions.begin(), positions.begin() + count);
+      }
+      EXPECT_EQ(found, expected);
+    }
+  }
+}
+
+TEST(LineSplitting, VisitsTheTerminatorOfEveryLine) {
+  for (const std::u16string& text : searchedTexts()) {
+    SCOPED_TRACE(testing::Message() << text.size() << " units");
+    std::vector<std::u16string_view> expected;
+    for (const std::u16string_view line : lines(text)) {
+      if (hasFeedOfLine(line)) expected.push_back(feedOfLine(line));
+    }
+    std::vector<std::u16string_view> visited;
+    forEachTerminator(text, [&](std::size_t at, std::size_t length) {
+      visited.push_back(std::u16string_view(text).substr(at, length));
+    });
+    EXPECT_EQ(visited, expected);
+  }
+}
+
 }  // namespace
 }  // namespace textrix
