@@ -95,7 +95,7 @@ TextrixAdaptor::TextrixAdaptor(sdbus::IConnection& connection, RequestServer& se
       .onInterface(interface)
       .withOutputParamNames("services")
       .implementedAs([this] { return listServicesOnBus(server_); });
-  object_->registerProperty("Speaking").onInterface(interface).withGetter([this] {
+  object_->registerProperty("Speaking").onInterface(interface).withGetter([] {
     return Textrix::isSpeaking();
   });
   object_->finishRegistration();

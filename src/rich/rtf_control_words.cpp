@@ -460,7 +460,7 @@ bool RtfReader::applyDestination(Word word) {
       }
       return true;
     case Word::fldrslt:
-      if (group().field >= 0) {
+      if (atFieldLevel()) {
         Field& field = fields_[static_cast<std::size_t>(group().field)];
         if (!field.parsed) {
           field.url = hyperlinkUrl(field.instruction);
@@ -500,6 +500,13 @@ bool RtfReader::applyDestination(Word word) {
     default:
       return false;
   }
+}
+
+bool RtfReader::atFieldLevel() const {
+  const GroupState& current = groups_.back();
+  if (current.field < 0 || current.ownsField) return current.field >= 0;
+  const GroupState& outer = groups_[groups_.size() - 2];  // a group inherits its field from it
+  return outer.ownsField && outer.field == current.field;
 }
 
 void RtfReader::applyWord(Word word, const ControlWord& control) {

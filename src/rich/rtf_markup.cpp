@@ -167,19 +167,24 @@ void RtfReader::captureGroup(Word kind) {
     return;
   }
   const GroupState captured = group();
+  // A destination met after its group already gave text takes only the rest of the group: the
+  // text before it stays text, so that it is not also kept as markup.
+  const bool late = unitsRead() != captured.unitsAtStart;
+  const std::size_t start = late ? wordStart_ : captured.start;
   skipGroup();
   if (error_.kind != RichTextErrorKind::none) return;
-  // What was kept from inside the group comes again with the group's own bytes.
-  pendingMarkup_.resize(std::min(pendingMarkup_.size(), captured.markupAtStart));
-  headMarkup_.resize(std::min(headMarkup_.size(), captured.headMarkupAtStart));
+  if (!late) {
+    // What was kept from inside the group comes again with the group's own bytes.
+    pendingMarkup_.resize(std::min(pendingMarkup_.size(), captured.markupAtStart));
+    headMarkup_.resize(std::min(headMarkup_.size(), captured.headMarkupAtStart));
+  }
   if (group().destination != Destination::text) return;
   // The count in effect where the group opened, the enclosing group's: one the group states
   // itself is among its bytes.
   const bool head =
       kind == Word::documentMarkup || (kind == Word::sectionMarkup && unitsRead() == 0);
-  addMarkup(
-      withUnicodeSkip(rtf_.substr(captured.start, pos_ - captured.start), group().unicodeSkip),
-      captured.start, head);
+  const std::string code = (late ? "{" : "") + std::string(rtf_.substr(start, pos_ - start));
+  addMarkup(withUnicodeSkip(code, group().unicodeSkip), start, head);
 }
 
 void RtfReader::addMarkup(std::string_view code, std::size_t position, bool head) {

@@ -182,6 +182,9 @@ class RtfReader {
   void applyWord(Word word, const ControlWord& control);
   // Applies a destination word; false when word is not one.
   bool applyDestination(Word word);
+  // Whether the current group is a field's own group or one directly inside it, where its result
+  // may begin: a result met deeper, or after its field closed, is ordinary text.
+  bool atFieldLevel() const;
   // Applies a word of character formatting (or \f of a font table entry) to the group.
   void applyCharacterFormat(Word word, const ControlWord& control);
   // Applies a word of paragraph formatting to the group.

@@ -70,13 +70,28 @@ template <FeedSet feeds>
 
 // The index of the first feed at or after i, or text.size().
 template <FeedSet feeds>
-TEXTRIX_ALSO_FOR_AVX2 std::size_t firstFeedFrom(std::u16string_view text, std::size_t i) {
+[[gnu::always_inline]] inline std::size_t scanToFeed(std::u16string_view text, std::size_t i) {
   for (; i + kBlock <= text.size(); i += kBlock) {
     const unsigned lanes = feedLanes<feeds>(text.data() + i, u'\n');
     if (lanes != 0) return i + static_cast<std::size_t>(std::countr_zero(lanes));
   }
   while (i < text.size() && !isFeed<feeds>(text[i])) ++i;
   return i;
+}
+
+// One function a feed set: a function built twice cannot be a template for every compiler.
+TEXTRIX_ALSO_FOR_AVX2 std::size_t firstPlainFeedFrom(std::u16string_view text, std::size_t i) {
+  return scanToFeed<FeedSet::plain>(text, i);
+}
+
+TEXTRIX_ALSO_FOR_AVX2 std::size_t firstAttributedFeedFrom(std::u16string_view text, std::size_t i) {
+  return scanToFeed<FeedSet::attributed>(text, i);
+}
+
+template <FeedSet feeds>
+std::size_t firstFeedFrom(std::u16string_view text, std::size_t i) {
+  if constexpr (feeds == FeedSet::plain) return firstPlainFeedFrom(text, i);
+  return firstAttributedFeedFrom(text, i);
 }
 
 template <FeedSet feeds>

@@ -94,7 +94,9 @@ INSTANTIATE_TEST_SUITE_P(
                  R"({\rtf1 a{\super\uc2\chftn{\*\footnote \u8226??n}}b})", u"ab",
                  R"(a{\super\uc1 \uc2\chftn{\*\footnote \u8226??n}}b)"},
         KeptCase{"GeneratedNumberAfterTextAlone", R"({\rtf1 {\b a\chftn}b})", u"ab",
-                 R"(a\chftn\b0 b)"}),
+                 R"(a\chftn\b0 b)"},
+        KeptCase{"DestinationAfterTextTakesTheRestOfItsGroup",
+                 R"({\rtf1 a{x\footnote n}b})", u"axb", R"(x{\footnote n}b)"}),
     [](const testing::TestParamInfo<KeptCase>& info) { return info.param.name; });
 
 TEST(RtfMarkup, AFootnoteBetweenBlanksStaysWhenTheyCollapse) {

@@ -200,6 +200,21 @@ TEST(RtfReader, GivesALinkFieldsResultTheUrl) {
   }
 }
 
+// A result belongs to the field whose group holds it: one that a broken document puts after its
+// field closed, or deeper, is ordinary text.
+TEST(RtfReader, GivesNoLinkToAResultOutsideItsField) {
+  const char* const rows[] = {
+      R"({\rtf1 {\field{\*\fldinst{HYPERLINK "http://a.b/"}}}{\fldrslt link}})",
+      R"({\rtf1 {\field{\*\fldinst{HYPERLINK "http://a.b/"}}{\b{\fldrslt link}}}})",
+  };
+  for (const char* rtf : rows) {
+    SCOPED_TRACE(rtf);
+    const AttributedText text = read(rtf);
+    ASSERT_EQ(text.string(), u"link");
+    EXPECT_EQ(text.attributesAtIndex(0).find(kLinkAttributeName), nullptr);
+  }
+}
+
 TEST(RtfReader, ReadsNamedAttachments) {
   AttachmentFiles files;
   files["my picture.png"] = std::make_shared<const std::string>("PNG");
