@@ -42,13 +42,13 @@ void RtfReader::endDestination(const GroupState& closed) {
       }
       // A picture of no format that a program could show stays as it was written.
       if (pictureFormat_ == PictureFormat::none && group().destination == Destination::text) {
-        addMarkup(rtf_.substr(closed.start, pos_ - closed.start), closed.start, false);
+        addMarkup(closedGroupBytes(closed, closed.destinationStart), closed.start, false);
       }
       picture_.clear();
       break;
     case Destination::fieldInstruction:
       fields_[static_cast<std::size_t>(closed.field)].instructionGroups.append(
-          withUnicodeSkip(rtf_.substr(closed.start, pos_ - closed.start), group().unicodeSkip));
+          withUnicodeSkip(closedGroupBytes(closed, closed.destinationStart), group().unicodeSkip));
       break;
     case Destination::attachmentName: {
       std::string name = encodeUtf8(attachmentName_);

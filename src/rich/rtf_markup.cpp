@@ -167,13 +167,10 @@ void RtfReader::captureGroup(Word kind) {
     return;
   }
   const GroupState captured = group();
-  // A destination met after its group already gave text takes only the rest of the group: the
-  // text before it stays text, so that it is not also kept as markup.
-  const bool late = unitsRead() != captured.unitsAtStart;
-  const std::size_t start = late ? wordStart_ : captured.start;
+  const std::size_t destinationStart = wordStart_;
   skipGroup();
   if (error_.kind != RichTextErrorKind::none) return;
-  if (!late) {
+  if (unitsRead() == captured.unitsAtStart) {
     // What was kept from inside the group comes again with the group's own bytes.
     pendingMarkup_.resize(std::min(pendingMarkup_.size(), captured.markupAtStart));
     headMarkup_.resize(std::min(headMarkup_.size(), captured.headMarkupAtStart));
@@ -183,8 +180,16 @@ void RtfReader::captureGroup(Word kind) {
   // itself is among its bytes.
   const bool head =
       kind == Word::documentMarkup || (kind == Word::sectionMarkup && unitsRead() == 0);
-  const std::string code = (late ? "{" : "") + std::string(rtf_.substr(start, pos_ - start));
-  addMarkup(withUnicodeSkip(code, group().unicodeSkip), start, head);
+  addMarkup(withUnicodeSkip(closedGroupBytes(captured, destinationStart), group().unicodeSkip),
+            captured.start, head);
+}
+
+std::string RtfReader::closedGroupBytes(const GroupState& closed,
+                                        std::size_t destinationStart) const {
+  if (unitsRead() == closed.unitsAtStart) {
+    return std::string(rtf_.substr(closed.start, pos_ - closed.start));
+  }
+  return "{" + std::string(rtf_.substr(destinationStart, pos_ - destinationStart));
 }
 
 void RtfReader::addMarkup(std::string_view code, std::size_t position, bool head) {

@@ -348,6 +348,7 @@ void RtfReader::readBinary(const ControlWord& control) {
 void RtfReader::beginDestination(Destination destination) {
   group().destination = destination;
   group().ownsDestination = true;
+  group().destinationStart = wordStart_;
 }
 
 void RtfReader::readPlainBytes() {

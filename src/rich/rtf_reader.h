@@ -126,6 +126,7 @@ struct GroupState {
   int field = -1;                     // the \field this group is part of
   bool ownsField = false;             // the \field began in this group
   std::size_t start = 0;              // the offset of the group's brace
+  std::size_t destinationStart = 0;   // and of the word that began the group's destination
   std::size_t unitsAtStart = 0;       // the characters of the text read before the group
   std::size_t markupAtStart = 0;      // and the bytes of pending markup
   std::size_t headMarkupAtStart = 0;  // and of the markup of the document's head
@@ -210,6 +211,10 @@ class RtfReader {
   bool applyMarkupWord(Word word, const ControlWord& control);
   // Keeps the rest of the current group, from its brace, as markup, and closes it.
   void captureGroup(Word kind);
+  // The bytes of a group that has just closed, from its brace, to keep as markup; only those from
+  // destinationStart on, in a brace of their own, when the group gave text before its destination
+  // began, so that the text is not also kept as markup.
+  std::string closedGroupBytes(const GroupState& closed, std::size_t destinationStart) const;
   // Keeps code, read at position, as markup before the next character, or at the document's head.
   void addMarkup(std::string_view code, std::size_t position, bool head);
   // Ends the table row layout being kept, at end.

@@ -151,6 +151,12 @@ constexpr ServiceEntry lineByLine(ServiceEntry entry) {
   return entry;
 }
 
+// An entry of lineByLine whose service also works on UTF-8 as it is.
+constexpr ServiceEntry alsoOnUtf8(ServiceEntry entry, Utf8Transform transform) {
+  entry.utf8Transform = transform;
+  return entry;
+}
+
 // An entry whose service speaks the text, so that it can be printed or recorded instead.
 constexpr ServiceEntry speaking(ServiceEntry entry) {
   entry.speaks = true;
@@ -397,12 +403,13 @@ constexpr std::array kCatalogue = explained(std::array{
                            N_("Tabs to Spaces"),
                            N_("Replaces every tab with the spaces up to the next tab stop."),
                            convertTabsOfSelection<false>)),
-    lineByLine(textService("trim-left", "doTrimLeftService:userData:error:", M::plain, kTrimMessage,
-                           N_("Trim Line Starts"),
-                           N_("Removes the spaces and tabs at the start of every line."),
-                           mapping([](std::u16string_view text) {
-                             return stringByTrimmingLines(text, true, false);
-                           }))),
+    alsoOnUtf8(lineByLine(textService("trim-left", "doTrimLeftService:userData:error:", M::plain,
+                                      kTrimMessage, N_("Trim Line Starts"),
+                                      N_("Removes the spaces and tabs at the start of every line."),
+                                      mapping([](std::u16string_view text) {
+                                        return stringByTrimmingLines(text, true, false);
+                                      }))),
+               [](std::string_view text) { return stringByTrimmingLineStarts(text); }),
     lineByLine(textService("trim-right", "doTrimRightService:userData:error:", M::plain,
                            kTrimMessage, N_("Trim Line Ends"),
                            N_("Removes the spaces and tabs at the end of every line."),
@@ -482,33 +489,42 @@ constexpr std::array kCatalogue = explained(std::array{
                            kRemoveQuotesMessage, N_("Remove Quote Marks"),
                            N_("Removes every > and < of mail quoting."),
                            editing([](auto& text) { removeQuotes(text); }))),
-    lineByLine(textService(
-        "remove-line-endings", "doRemoveLineEndingsService:userData:error:", M::plain,
-        kLineEndingsMessage, N_("Remove Line Endings"),
-        N_("Joins the lines into one, with a space where each line ended."),
-        mapping([](std::u16string_view text) { return replaceLineEndings(text, u" "); }))),
-    lineByLine(textService(
-        "macintosh-line-endings", "doMacintoshLineEndingsService:userData:error:", M::plain,
-        kLineEndingsMessage, N_("Macintosh Line Endings (CR)"),
-        N_("Ends every line with a carriage return (CR)."),
-        mapping([](std::u16string_view text) { return replaceLineEndings(text, u"\r"); }))),
-    lineByLine(textService(
-        "unix-line-endings", "doUnixLineEndingsService:userData:error:", M::plain,
-        kLineEndingsMessage, N_("Unix Line Endings (LF)"),
-        N_("Ends every line with a line feed (LF)."),
-        mapping([](std::u16string_view text) { return replaceLineEndings(text, u"\n"); }))),
-    lineByLine(textService(
-        "windows-line-endings", "doWindowsLineEndingsService:userData:error:", M::plain,
-        kLineEndingsMessage, N_("Windows Line Endings (CR LF)"),
-        N_("Ends every line with a carriage return and a line feed (CR LF)."),
-        mapping([](std::u16string_view text) { return replaceLineEndings(text, u"\r\n"); }))),
-    lineByLine(
-        textService("rotate", "doRotateService:userData:error:", M::plain, kRotateMessage,
-                    N_("Rotate Letters (ROT13)"),
-                    N_("Moves each letter A to Z 13 places on; doing it twice restores the text."),
-                    mapping([](std::u16string_view text) {
-                      return stringByRotating13(std::u16string(text));
-                    }))),
+    alsoOnUtf8(
+        lineByLine(textService(
+            "remove-line-endings", "doRemoveLineEndingsService:userData:error:", M::plain,
+            kLineEndingsMessage, N_("Remove Line Endings"),
+            N_("Joins the lines into one, with a space where each line ended."),
+            mapping([](std::u16string_view text) { return replaceLineEndings(text, u" "); }))),
+        [](std::string_view text) { return replaceLineEndings(text, " "); }),
+    alsoOnUtf8(
+        lineByLine(textService(
+            "macintosh-line-endings",
+            "doMacintoshLineEndingsService:userData:error:", M::plain, kLineEndingsMessage,
+            N_("Macintosh Line Endings (CR)"), N_("Ends every line with a carriage return (CR)."),
+            mapping([](std::u16string_view text) { return replaceLineEndings(text, u"\r"); }))),
+        [](std::string_view text) { return replaceLineEndings(text, "\r"); }),
+    alsoOnUtf8(
+        lineByLine(textService(
+            "unix-line-endings", "doUnixLineEndingsService:userData:error:", M::plain,
+            kLineEndingsMessage, N_("Unix Line Endings (LF)"),
+            N_("Ends every line with a line feed (LF)."),
+            mapping([](std::u16string_view text) { return replaceLineEndings(text, u"\n"); }))),
+        [](std::string_view text) { return replaceLineEndings(text, "\n"); }),
+    alsoOnUtf8(
+        lineByLine(textService(
+            "windows-line-endings", "doWindowsLineEndingsService:userData:error:", M::plain,
+            kLineEndingsMessage, N_("Windows Line Endings (CR LF)"),
+            N_("Ends every line with a carriage return and a line feed (CR LF)."),
+            mapping([](std::u16string_view text) { return replaceLineEndings(text, u"\r\n"); }))),
+        [](std::string_view text) { return replaceLineEndings(text, "\r\n"); }),
+    alsoOnUtf8(lineByLine(textService(
+                   "rotate", "doRotateService:userData:error:", M::plain, kRotateMessage,
+                   N_("Rotate Letters (ROT13)"),
+                   N_("Moves each letter A to Z 13 places on; doing it twice restores the text."),
+                   mapping([](std::u16string_view text) {
+                     return stringByRotating13(std::u16string(text));
+                   }))),
+               [](std::string_view text) { return stringByRotating13(std::string(text)); }),
     lineByLine(textService(
         "mac2windows", "doMac2WindowsService:userData:error:", M::plain, kEncodingMessage,
         N_("Repair Mac Text for Windows"),

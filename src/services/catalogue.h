@@ -39,6 +39,9 @@ using PlainTransform = std::optional<std::u16string> (*)(std::u16string_view tex
 // The work of a service that reads the selection with its attributes: edits it in place, plain or
 // attributed; the edited text is always written back.
 using TextTransform = void (*)(ServiceText& text, Textrix& provider);
+// The work of a service on valid UTF-8 itself, for services whose work finds the characters it
+// changes by their bytes: the same result as its transform's, encoded.
+using Utf8Transform = std::string (*)(std::string_view validUtf8);
 
 struct ServiceEntry {
   std::string_view name;         // the command's name for the service: "upper"
@@ -56,6 +59,9 @@ struct ServiceEntry {
   // each depending on its line alone, with a result for any text: such a service can go through a
   // long text line by line.
   bool linesIndependent = false;
+  // Set for some such services: a long text streams through it without being decoded and encoded
+  // again, which costs more than their work.
+  Utf8Transform utf8Transform = nullptr;
   // What the service does, in a paragraph for its help, and a command line that shows it.
   std::string_view help = {};
   std::string_view example = {};

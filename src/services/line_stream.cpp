@@ -25,6 +25,10 @@ void growTo(Buffer& buffer, std::size_t size) {
 
 std::optional<std::string_view> LineStream::transform(std::string_view lines) {
   if (firstInvalidUtf8Offset(lines) != Utf8Decoding::kValid) return std::nullopt;
+  if (entry_.utf8Transform != nullptr) {
+    utf8_ = entry_.utf8Transform(lines);
+    return utf8_;
+  }
   growTo(text_, lines.size());  // a unit a byte at most
   text_.resize(decodeValidUtf8(lines, text_.data()));
   // A service whose lines are independent has a result for any text; should one have none, its

@@ -16,35 +16,65 @@ constexpr std::uint16_t kAlphabet = 26;
 constexpr const char* kWindowsLatin1 = "windows-1252";
 constexpr const char* kMacRoman = "macintosh";
 
-// Sixteen units at once, through the compiler's portable vector extension
+// A vector of units or bytes at once, through the compiler's portable vector extension
 // (text/processor_builds.h), without branches: the lanes of a comparison are all ones or all zeros.
-using UnitVector = std::uint16_t __attribute__((vector_size(32)));
-constexpr std::size_t kBlock = sizeof(UnitVector) / sizeof(char16_t);
+// In UTF-8 every letter rotated is a byte of its own, and no byte of a longer character is one.
+template <class Lane>
+struct Lanes;
+template <>
+struct Lanes<char16_t> {
+  using Vector = std::uint16_t __attribute__((vector_size(32)));
+  using Value = std::uint16_t;
+};
+template <>
+struct Lanes<char> {
+  using Vector = std::uint8_t __attribute__((vector_size(32)));
+  using Value = std::uint8_t;
+};
 
-// Rotates the kBlock units at units in place. Always inlined, so that it is built for the processor
-// of its caller.
-[[gnu::always_inline]] inline void rotateBlock(char16_t* units, std::uint16_t shift) {
-  UnitVector block;
+// Rotates the units at units that fill a vector, in place. Always inlined, so that it is built for
+// the processor of its caller.
+template <class Char>
+[[gnu::always_inline]] inline void rotateBlock(Char* units, std::uint16_t shift) {
+  using Vector = typename Lanes<Char>::Vector;
+  using Value = typename Lanes<Char>::Value;
+  Vector block;
   std::memcpy(&block, units, sizeof block);
   // 'a' is taken as the lane type: clang 14 crashes on a char16_t mixed with a vector.
-  const UnitVector letter = (block | 0x20) - static_cast<std::uint16_t>(
-                                                 u'a');  // A to Z land on a to z, nothing else does
-  const auto isLetter = reinterpret_cast<UnitVector>(letter < kAlphabet);
-  const auto wraps = reinterpret_cast<UnitVector>(letter + shift >= kAlphabet);
-  block = (isLetter & (block + shift - (wraps & kAlphabet))) | (~isLetter & block);
+  const Vector letter =
+      (block | Value{0x20}) - static_cast<Value>(u'a');  // A to Z land on a to z, nothing else does
+  const auto isLetter = reinterpret_cast<Vector>(letter < static_cast<Value>(kAlphabet));
+  const auto wraps =
+      reinterpret_cast<Vector>(letter + static_cast<Value>(shift) >= static_cast<Value>(kAlphabet));
+  block =
+      (isLetter & (block + static_cast<Value>(shift) - (wraps & static_cast<Value>(kAlphabet)))) |
+      (~isLetter & block);
   std::memcpy(units, &block, sizeof block);
 }
 
-char16_t rotatedUnit(char16_t c, std::uint16_t shift) {
-  const auto letter = static_cast<std::uint16_t>((c | 0x20) - u'a');
+template <class Char>
+Char rotatedUnit(Char c, std::uint16_t shift) {
+  const auto unit = static_cast<typename Lanes<Char>::Value>(c);
+  const auto letter = static_cast<std::uint16_t>((unit | 0x20) - u'a');
   if (letter >= kAlphabet) return c;
-  return static_cast<char16_t>(c + shift - (letter + shift >= kAlphabet ? kAlphabet : 0));
+  return static_cast<Char>(unit + shift - (letter + shift >= kAlphabet ? kAlphabet : 0));
 }
 
-TEXTRIX_ALSO_FOR_AVX2 void rotateLetters(std::u16string& text, std::uint16_t shift) {
+template <class Char>
+[[gnu::always_inline]] inline void rotateAll(std::basic_string<Char>& text, std::uint16_t shift) {
+  constexpr std::size_t kBlock = sizeof(typename Lanes<Char>::Vector) / sizeof(Char);
   std::size_t i = 0;
   for (; i + kBlock <= text.size(); i += kBlock) rotateBlock(text.data() + i, shift);
   for (; i < text.size(); ++i) text[i] = rotatedUnit(text[i], shift);
+}
+
+// One function a text type: a function built twice cannot be a template for every compiler.
+TEXTRIX_ALSO_FOR_AVX2 void rotateLetters(std::u16string& text, std::uint16_t shift) {
+  rotateAll(text, shift);
+}
+
+TEXTRIX_ALSO_FOR_AVX2 void rotateLetters(std::string& validUtf8, std::uint16_t shift) {
+  rotateAll(validUtf8, shift);
 }
 
 // Every byte of both sets decodes to one code unit.
@@ -70,6 +100,11 @@ std::u16string stringByRotating(std::u16string text, std::uint32_t amount) {
 
 std::u16string stringByRotating13(std::u16string text) {
   return stringByRotating(std::move(text), 13);
+}
+
+std::string stringByRotating13(std::string validUtf8) {
+  rotateLetters(validUtf8, 13);
+  return validUtf8;
 }
 
 std::u16string mac2Windows(std::u16string_view text) {

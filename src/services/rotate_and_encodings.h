@@ -23,6 +23,8 @@ namespace textrix {
 std::u16string stringByRotating(std::u16string text, std::uint32_t amount);
 // stringByRotating(text, 13): applied twice it gives the text back.
 std::u16string stringByRotating13(std::u16string text);
+// The same over valid UTF-8, without decoding it.
+std::string stringByRotating13(std::string validUtf8);
 
 // text encoded as code page 1252 and the bytes read as Mac OS Roman. Characters below U+0080 stay;
 // a character that code page 1252 cannot hold becomes a close one or "?" first.

@@ -97,11 +97,18 @@ void removeMultipleFeeds(AttributedText& text) {
   });
 }
 
-std::u16string replaceLineEndings(std::u16string_view text, std::u16string_view substitute) {
-  std::u16string result;
+namespace {
+
+template <class Char>
+std::basic_string<Char> lineEndingsReplaced(std::basic_string_view<Char> text,
+                                            std::basic_string_view<Char> substitute) {
+  std::basic_string<Char> result;
   // Reserved for the longest result, one substitute per line, so that it never reallocates.
-  const std::size_t growth = substitute.size() > 1 ? substitute.size() - 1 : 0;
-  result.reserve(text.size() + (growth > 0 ? numberOfLines(text) * growth : 0));
+  std::size_t longest = text.size();
+  if (substitute.size() > 1) {
+    forEachTerminator(text, [&](std::size_t, std::size_t) { longest += substitute.size() - 1; });
+  }
+  result.reserve(longest);
   // Lines that already end in the substitute are copied together with the lines after them.
   std::size_t copied = 0;
   forEachTerminator(text, [&](std::size_t at, std::size_t length) {
@@ -112,6 +119,16 @@ std::u16string replaceLineEndings(std::u16string_view text, std::u16string_view 
   });
   result.append(text.substr(copied));
   return result;
+}
+
+}  // namespace
+
+std::u16string replaceLineEndings(std::u16string_view text, std::u16string_view substitute) {
+  return lineEndingsReplaced(text, substitute);
+}
+
+std::string replaceLineEndings(std::string_view validUtf8, std::string_view substitute) {
+  return lineEndingsReplaced(validUtf8, substitute);
 }
 
 }  // namespace textrix

@@ -39,5 +39,7 @@ void removeMultipleFeeds(AttributedText& text);
 // The lines of text, each without its terminator and followed by substitute when it had one: each
 // terminator (CR LF counted once, every plain feed character included) becomes one substitute.
 std::u16string replaceLineEndings(std::u16string_view text, std::u16string_view substitute);
+// The same over valid UTF-8, without decoding it.
+std::string replaceLineEndings(std::string_view validUtf8, std::string_view substitute);
 
 }  // namespace textrix

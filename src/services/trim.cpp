@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "services/trim.h"
 
+#include <unicode/utf8.h>
+
 #include <algorithm>
+#include <cstdint>
 
 #include "text/attributed_text.h"
 #include "text/charsets.h"
@@ -37,16 +40,34 @@ void keepOnly(AttributedText& text, Range kept) {
   text.deleteCharactersInRange(Range{0, kept.location});
 }
 
+// The length of the blank at text[at], 0 when no blank is there.
+std::size_t blankLength(std::u16string_view text, std::size_t at, const CharacterSetRep& blanks) {
+  return blanks.contains(text[at]) ? 1 : 0;
+}
+
+// In UTF-8 a blank outside ASCII is a character of the Basic Multilingual Plane, as in UTF-16.
+std::size_t blankLength(std::string_view validUtf8, std::size_t at, const CharacterSetRep& blanks) {
+  const auto lead = static_cast<std::uint8_t>(validUtf8[at]);
+  if (lead < 0x80) return blanks.contains(lead) ? 1 : 0;
+  std::size_t next = at;
+  UChar32 c;
+  U8_NEXT_UNSAFE(validUtf8.data(), next, c);
+  return c <= 0xFFFF && blanks.contains(static_cast<char16_t>(c)) ? next - at : 0;
+}
+
 // text without the blanks that begin each of its lines: copied in long pieces, broken only where a
 // line begins with a blank. A terminator is no blank, so the blanks after it begin the next line.
-std::u16string stringByTrimmingLineStarts(std::u16string_view text) {
+template <class Char>
+std::basic_string<Char> withoutBlanksStartingLines(std::basic_string_view<Char> text) {
   const CharacterSetRep& blanks = *spaceCharacterSetRep();
-  std::u16string result;
+  std::basic_string<Char> result;
   result.reserve(text.size());
   std::size_t copied = 0;
   const auto dropBlanksFrom = [&](std::size_t lineStart) {
     std::size_t kept = lineStart;
-    while (kept < text.size() && blanks.contains(text[kept])) ++kept;
+    for (std::size_t length; kept < text.size() && (length = blankLength(text, kept, blanks)) > 0;
+         kept += length) {
+    }
     if (kept == lineStart) return;
     result.append(text.substr(copied, lineStart - copied));
     copied = kept;
@@ -99,8 +120,12 @@ void trimFeeds(AttributedText& text) {
   keepOnly(text, Range{0, stringByTrimmingFeeds(text.string()).size()});
 }
 
+std::string stringByTrimmingLineStarts(std::string_view validUtf8) {
+  return withoutBlanksStartingLines(validUtf8);
+}
+
 std::u16string stringByTrimmingLines(std::u16string_view text, bool left, bool right) {
-  if (left && !right) return stringByTrimmingLineStarts(text);
+  if (left && !right) return withoutBlanksStartingLines(text);
   std::u16string result;
   result.reserve(text.size());
   for (std::size_t start = 0, end; start < text.size(); start = end) {

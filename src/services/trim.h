@@ -47,5 +47,7 @@ void trimFeeds(AttributedText& text);
 // becomes its bare terminator, so the number of lines stays, except that an unterminated last
 // line of blanks becomes nothing. With neither flag the text is copied unchanged.
 std::u16string stringByTrimmingLines(std::u16string_view text, bool left, bool right);
+// stringByTrimmingLines(text, true, false) over valid UTF-8, without decoding it.
+std::string stringByTrimmingLineStarts(std::string_view validUtf8);
 
 }  // namespace textrix

@@ -157,6 +157,87 @@ TEXTRIX_ALSO_FOR_AVX2 std::size_t findFeedsOrUnit(std::u16string_view text, std:
   return found;
 }
 
+namespace {
+
+using ByteVector = std::uint8_t __attribute__((vector_size(32)));
+constexpr std::size_t kByteBlock = sizeof(ByteVector);
+constexpr std::uint64_t kLowBitOfEachByte = 0x0101010101010101u;
+constexpr std::uint64_t kGatherByteBits = 0x0102040810204080u;
+constexpr int kGatheredByteShift = 56;
+constexpr std::size_t kBytesPerQuarter = 8;
+
+// The first bytes of the plain feeds in UTF-8: U+0003, LF, FF and CR are bytes of their own; U+2028
+// and U+2029 begin with E2, U+FEFF and U+FFFC with EF.
+constexpr std::uint8_t kLeadOfSeparators = 0xE2;
+constexpr std::uint8_t kLeadOfSpecials = 0xEF;
+
+constexpr bool isFeedCandidate(std::uint8_t byte) {
+  return (byte < kFirstPrintable && ((kControlFeeds >> byte) & 1u)) || byte == kLeadOfSeparators ||
+         byte == kLeadOfSpecials;
+}
+
+// Bit k set where byte k of the kByteBlock at bytes is a feed candidate; CR and FF differ in their
+// last bit alone. Always inlined, so that it is built for the processor of its caller.
+[[gnu::always_inline]] inline std::uint32_t feedCandidateLanes(const char* bytes) {
+  ByteVector b;
+  std::memcpy(&b, bytes, sizeof b);
+  const auto lanes = (b == std::uint8_t{0x03}) | (b == std::uint8_t{'\n'}) |
+                     ((b | std::uint8_t{1}) == std::uint8_t{'\r'}) | (b == kLeadOfSeparators) |
+                     (b == kLeadOfSpecials);
+  std::uint64_t quarters[kByteBlock / kBytesPerQuarter];
+  std::memcpy(quarters, &lanes, sizeof quarters);
+  if ((quarters[0] | quarters[1] | quarters[2] | quarters[3]) == 0) return 0;  // most blocks
+  std::uint32_t bits = 0;
+  for (std::size_t quarter = 0; quarter < std::size(quarters); ++quarter) {
+    const std::uint64_t gathered =
+        ((quarters[quarter] & kLowBitOfEachByte) * kGatherByteBits) >> kGatheredByteShift;
+    bits |= static_cast<std::uint32_t>(gathered) << (quarter * kBytesPerQuarter);
+  }
+  return bits;
+}
+
+}  // namespace
+
+// A block at a time while positions has room for a whole block.
+TEXTRIX_ALSO_FOR_AVX2 std::size_t findUtf8FeedCandidates(std::string_view validUtf8,
+                                                         std::size_t from,
+                                                         std::span<std::size_t> positions) {
+  std::size_t found = 0;
+  std::size_t i = from;
+  for (; i + kByteBlock <= validUtf8.size() && positions.size() - found >= kByteBlock;
+       i += kByteBlock) {
+    for (std::uint32_t lanes = feedCandidateLanes(validUtf8.data() + i); lanes != 0;
+         lanes &= lanes - 1) {
+      positions[found++] = i + static_cast<std::size_t>(std::countr_zero(lanes));
+    }
+  }
+  if (i + kByteBlock > validUtf8.size()) {
+    for (; i < validUtf8.size() && found < positions.size(); ++i) {
+      if (isFeedCandidate(static_cast<std::uint8_t>(validUtf8[i]))) positions[found++] = i;
+    }
+  }
+  return found;
+}
+
+std::size_t terminatorLength(std::string_view validUtf8, std::size_t at) {
+  const auto byte = [&](std::size_t i) {
+    return i < validUtf8.size() ? static_cast<std::uint8_t>(validUtf8[i]) : std::uint8_t{0};
+  };
+  switch (byte(at)) {
+    case kLeadOfSeparators:  // E2 80 A8 and E2 80 A9
+      return byte(at + 1) == 0x80 && (byte(at + 2) | 1) == 0xA9 ? 3 : 0;
+    case kLeadOfSpecials:  // EF BB BF and EF BF BC
+      return (byte(at + 1) == 0xBB && byte(at + 2) == 0xBF) ||
+                     (byte(at + 1) == 0xBF && byte(at + 2) == 0xBC)
+                 ? 3
+                 : 0;
+    case '\r':
+      return byte(at + 1) == '\n' ? 2 : 1;
+    default:
+      return 1;
+  }
+}
+
 std::u16string_view firstLine(std::u16string_view text, FeedSet feeds) {
   const std::size_t feed = feeds == FeedSet::plain ? firstFeedFrom<FeedSet::plain>(text, 0)
                                                    : firstFeedFrom<FeedSet::attributed>(text, 0);

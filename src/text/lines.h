@@ -57,22 +57,61 @@ std::size_t findFeedsOrUnit(std::u16string_view text, std::size_t from, char16_t
 // Room for the positions of one search, enough that a search finds many.
 inline constexpr std::size_t kFoundAtOnce = 256;
 
-// Calls visit(at, length) for the terminator of every line of plain text, in order: at its index,
-// length 2 for CR LF, else 1. The feeds are found many at a time, far faster than line by line.
-template <class Visit>
-void forEachTerminator(std::u16string_view text, Visit visit) {
+// The same search in valid UTF-8, for the services that work on it without decoding: the indexes
+// of the bytes where a plain feed may begin, among them every feed's first byte. A byte that
+// begins a longer character only perhaps a feed (U+2028, U+FEFF, ...) is among them too;
+// terminatorLength tells. positions holds at least 32.
+std::size_t findUtf8FeedCandidates(std::string_view validUtf8, std::size_t from,
+                                   std::span<std::size_t> positions);
+
+// The length of the terminator at a candidate found by one of the searches above: 2 for CR LF, the
+// feed's length in code units or bytes else, and 0 where a UTF-8 candidate is no feed.
+inline std::size_t terminatorLength(std::u16string_view text, std::size_t at) {
+  return text[at] == u'\r' && at + 1 < text.size() && text[at + 1] == u'\n' ? 2 : 1;
+}
+std::size_t terminatorLength(std::string_view validUtf8, std::size_t at);
+
+namespace detail {
+
+inline std::size_t findFeedCandidates(std::u16string_view text, std::size_t from,
+                                      std::span<std::size_t> positions) {
+  return findFeedsOrUnit(text, from, u'\n', positions);
+}
+
+inline std::size_t findFeedCandidates(std::string_view validUtf8, std::size_t from,
+                                      std::span<std::size_t> positions) {
+  return findUtf8FeedCandidates(validUtf8, from, positions);
+}
+
+template <class Char, class Visit>
+void forEachTerminatorOf(std::basic_string_view<Char> text, Visit visit) {
   std::size_t found[kFoundAtOnce];
   std::size_t lineStart = 0;  // an LF at lineStart - 1 belonged to the CR before it
-  for (std::size_t from = 0, count; (count = findFeedsOrUnit(text, from, u'\n', found)) > 0;
+  for (std::size_t from = 0, count; (count = findFeedCandidates(text, from, found)) > 0;
        from = found[count - 1] + 1) {
     for (const std::size_t at : std::span(found, count)) {
       if (at < lineStart) continue;
-      const bool crLf = text[at] == u'\r' && at + 1 < text.size() && text[at + 1] == u'\n';
-      const std::size_t length = crLf ? 2 : 1;
+      const std::size_t length = terminatorLength(text, at);
+      if (length == 0) continue;
       visit(at, length);
       lineStart = at + length;
     }
   }
+}
+
+}  // namespace detail
+
+// Calls visit(at, length) for the terminator of every line of plain text, in order: at its index,
+// length 2 for CR LF, else 1. The feeds are found many at a time, far faster than line by line.
+template <class Visit>
+void forEachTerminator(std::u16string_view text, Visit visit) {
+  detail::forEachTerminatorOf(text, visit);
+}
+
+// The same over valid UTF-8, with indexes and lengths in bytes.
+template <class Visit>
+void forEachTerminator(std::string_view validUtf8, Visit visit) {
+  detail::forEachTerminatorOf(validUtf8, visit);
 }
 
 // The text before the first feed character: all of it when it holds none, empty when it begins

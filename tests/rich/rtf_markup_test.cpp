@@ -95,8 +95,10 @@ INSTANTIATE_TEST_SUITE_P(
                  R"(a{\super\uc1 \uc2\chftn{\*\footnote \u8226??n}}b)"},
         KeptCase{"GeneratedNumberAfterTextAlone", R"({\rtf1 {\b a\chftn}b})", u"ab",
                  R"(a\chftn\b0 b)"},
-        KeptCase{"DestinationAfterTextTakesTheRestOfItsGroup",
-                 R"({\rtf1 a{x\footnote n}b})", u"axb", R"(x{\footnote n}b)"}),
+        KeptCase{"DestinationAfterTextTakesTheRestOfItsGroup", R"({\rtf1 a{x\footnote n}b})",
+                 u"axb", R"(x{\footnote n}b)"},
+        KeptCase{"PictureAfterTextTakesTheRestOfItsGroup", R"({\rtf1 a{x\pict\picw10 0102}b})",
+                 u"axb", R"(x{\pict\picw10 0102}b)"}),
     [](const testing::TestParamInfo<KeptCase>& info) { return info.param.name; });
 
 TEST(RtfMarkup, AFootnoteBetweenBlanksStaysWhenTheyCollapse) {

@@ -80,6 +80,15 @@ std::string randomText(std::mt19937& random, std::size_t pieces) {
       "\xE2\x80\x9C",
       "\xC2\xA0",
       "word",
+      // Every other plain feed, and characters whose first bytes are those of a feed.
+      "\x03",
+      "\xE2\x80\xA9",
+      "\xEF\xBB\xBF",
+      "\xEF\xBF\xBC",
+      "\xE2\x80\xA7",
+      "\xEF\xBF\xBD",
+      "\xE2\x80\x80",
+      "\xE3\x80\x80",
   };
   std::uniform_int_distribution<std::size_t> pick(0, kPieces.size() - 1);
   std::string text;

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "text/encodings.h"
+
 namespace textrix {
 namespace {
 
@@ -152,6 +154,37 @@ TEST(LineSplitting, VisitsTheTerminatorOfEveryLine) {
       visited.push_back(std::u16string_view(text).substr(at, length));
     });
     EXPECT_EQ(visited, expected);
+  }
+}
+
+std::vector<std::string> utf8TerminatorsOf(std::string_view utf8) {
+  std::vector<std::string> visited;
+  forEachTerminator(utf8, [&](std::size_t at, std::size_t length) {
+    visited.emplace_back(utf8.substr(at, length));
+  });
+  return visited;
+}
+
+// In UTF-8 the same terminators are found, by bytes: every character of the Basic Multilingual
+// Plane alone between letters, across and within the blocks searched at once.
+TEST(ExhaustiveLineSplitting, FindsTheSameTerminatorsInUtf8) {
+  for (char32_t c = 0; c <= 0xFFFF; ++c) {
+    if (c >= 0xD800 && c <= 0xDFFF) continue;
+    SCOPED_TRACE(testing::Message() << "U+" << std::hex << static_cast<unsigned>(c));
+    const std::string character = encodeUtf8(std::u16string(1, static_cast<char16_t>(c)));
+    std::vector<std::string> expected;
+    if (isFeedCharacter(static_cast<char16_t>(c))) expected.push_back(character);
+    for (const std::size_t before : {5, 30}) {
+      ASSERT_EQ(utf8TerminatorsOf(std::string(before, 'x') + character + "y"), expected);
+    }
+  }
+  for (const std::u16string& text : searchedTexts()) {
+    SCOPED_TRACE(testing::Message() << text.size() << " units");
+    std::vector<std::string> expected;
+    forEachTerminator(text, [&](std::size_t at, std::size_t length) {
+      expected.push_back(encodeUtf8(std::u16string_view(text).substr(at, length)));
+    });
+    EXPECT_EQ(utf8TerminatorsOf(encodeUtf8(text)), expected);
   }
 }
 
