@@ -133,6 +133,12 @@ std::string withUnicodeSkip(std::string_view group, int unicodeSkip) {
   return out;
 }
 
+bool endsWithControlWord(std::string_view code) {
+  const std::size_t last = code.find_last_of("\\{} \r\n");
+  if (last == std::string_view::npos || code[last] != '\\' || last + 1 == code.size()) return false;
+  return isAsciiLetter(code[last + 1]);
+}
+
 bool RtfReader::applyMarkupWord(Word word, const ControlWord& control) {
   if (group().destination != Destination::text) return false;
   switch (word) {
@@ -193,6 +199,10 @@ std::string RtfReader::closedGroupBytes(const GroupState& closed,
 }
 
 void RtfReader::addMarkup(std::string_view code, std::size_t position, bool head) {
+  // A control word's delimiting space is not kept: the writer puts one back where text follows.
+  if (code.ends_with(' ') && endsWithControlWord(code.substr(0, code.size() - 1))) {
+    code.remove_suffix(1);
+  }
   if (head) {
     headMarkup_.append(code);
     return;

@@ -21,4 +21,7 @@ std::string renumberReferences(std::string_view code, const std::function<int(in
 // after each \u would otherwise show.
 std::string withUnicodeSkip(std::string_view group, int unicodeSkip);
 
+// Whether code ends with a control word, which text after it must be kept apart from.
+bool endsWithControlWord(std::string_view code);
+
 }  // namespace textrix::detail

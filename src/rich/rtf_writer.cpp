@@ -93,14 +93,6 @@ struct FieldOfText {
   }
 };
 
-// Whether code ends with a control word, which text after it must be kept apart from.
-bool endsWithControlWord(std::string_view code) {
-  const std::size_t last = code.find_last_of("\\{} \r\n");
-  if (last == std::string_view::npos || code[last] != '\\' || last + 1 == code.size()) return false;
-  const char first = code[last + 1];
-  return (first >= 'a' && first <= 'z') || (first >= 'A' && first <= 'Z');
-}
-
 // The integer attribute under name, or 0.
 std::int64_t integerAttribute(const AttributeDictionary& attributes, std::string_view name) {
   const std::int64_t* value = attributes.get<std::int64_t>(name);
@@ -470,7 +462,7 @@ void RtfWriter::writeMarkup(const Markup& markup) {
                : 0;
   };
   raw(detail::renumberReferences(markup.code, font, color));
-  needsDelimiter_ = endsWithControlWord(markup.code);
+  needsDelimiter_ = detail::endsWithControlWord(markup.code);
 }
 
 void RtfWriter::writeParagraphStyle(const ParagraphStyle& style, const std::string& words) {

@@ -108,6 +108,31 @@ TEST(RtfMarkup, AFootnoteBetweenBlanksStaysWhenTheyCollapse) {
   EXPECT_NE(writeRtf(text).find(R"(a{\*\footnote n} b)"), std::string::npos) << writeRtf(text);
 }
 
+// Markup that ends with a control word says the same whether text follows it at once or after
+// the word's delimiting space.
+TEST(RtfMarkup, KeepsNoDelimiterAfterItsLastWord) {
+  const struct {
+    const char* joined;
+    const char* delimited;
+    std::size_t before;  // the character the markup comes before
+  } rows[] = {
+      {R"({\rtf1 \trowd\cellx1000a\cell\row})", R"({\rtf1 \trowd\cellx1000 a\cell\row})", 0},
+      {R"({\rtf1 {\b a\chftn}b})", R"({\rtf1 {\b a\chftn }b})", 1},
+  };
+  const auto markupOf = [](const char* rtf, std::size_t index) -> std::string {
+    const RichTextReading reading = readRtf(rtf);
+    const Markup* markup =
+        reading.text.attributesAtIndex(index).get<Markup>(kRtfMarkupBeforeAttributeName);
+    return markup != nullptr ? markup->code : "<none>";
+  };
+
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.joined);
+    EXPECT_NE(markupOf(row.joined, row.before), "<none>");
+    EXPECT_EQ(markupOf(row.joined, row.before), markupOf(row.delimited, row.before));
+  }
+}
+
 TEST(RtfMarkup, EqualPiecesAtTwoPlacesStayTwo) {
   const AttributedText text = readRtf(R"({\rtf1 a{\*\bkmkstart x}b{\*\bkmkstart x}c})").text;
   ASSERT_EQ(text.string(), u"abc");
