@@ -440,9 +440,17 @@ std::string_view underlineWordOfStyle(std::int64_t style) {
 bool RtfReader::applyDestination(Word word) {
   switch (word) {
     case Word::fonttbl:
-      beginDestination(Destination::fontTable);
-      return true;
     case Word::colortbl:
+      // A table inside a field's instruction or a picture is part of what is kept as it was
+      // written, and must not renumber the document's fonts or colours when it is read again.
+      if (group().destination != Destination::text) {
+        skipGroup();
+        return true;
+      }
+      if (word == Word::fonttbl) {
+        beginDestination(Destination::fontTable);
+        return true;
+      }
       beginDestination(Destination::colorTable);
       colorHasComponents_ = false;
       colorComponents_ = {};

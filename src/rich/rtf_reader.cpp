@@ -521,6 +521,8 @@ void RtfReader::setFontCodePage(int codePage) {
 void RtfReader::finishFontEntry() {
   if (fontEntry_ < 0) return;
   flushBytes();
+  // A name holds no line break: the \par that a line break would be written as ends none.
+  std::erase(fontName_, u'\n');
   fonts_[fontEntry_].family = encodeUtf8(fontName_);
   fontName_.clear();
   fontEntry_ = -1;

@@ -200,6 +200,26 @@ TEST(RtfReader, GivesALinkFieldsResultTheUrl) {
   }
 }
 
+// A font's name is what its entry in the document's own table says, without line breaks.
+TEST(RtfReader, NamesFontsByTheDocumentsTableAlone) {
+  const struct {
+    const char* rtf;
+    std::string family;
+  } rows[] = {
+      {"{\\rtf1{\\fonttbl{\\f0 Times\\\nNew\\par Roman;}}\\f0 x}", "TimesNewRoman"},
+      {R"({\rtf1{\fonttbl{\f0 Times;}}{\field{\*\fldinst{\fonttbl{\f0 Courier;}} X}{\fldrslt r}})"
+       R"(\f0 x})",
+       "Times"},
+      {R"({\rtf1{\fonttbl{\f0 Times;}}{\pict{\fonttbl{\f0 Courier;}}0102}\f0 x})", "Times"},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.rtf);
+    const AttributedText text = read(row.rtf);
+    ASSERT_EQ(text.string().back(), u'x');
+    EXPECT_EQ(at<Font>(text, text.length() - 1, kFontAttributeName).value().family, row.family);
+  }
+}
+
 // A result belongs to the field whose group holds it: one that a broken document puts after its
 // field closed, or deeper, is ordinary text.
 TEST(RtfReader, GivesNoLinkToAResultOutsideItsField) {
