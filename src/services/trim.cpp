@@ -65,8 +65,10 @@ std::basic_string<Char> withoutBlanksStartingLines(std::basic_string_view<Char> 
   std::size_t copied = 0;
   const auto dropBlanksFrom = [&](std::size_t lineStart) {
     std::size_t kept = lineStart;
-    for (std::size_t length; kept < text.size() && (length = blankLength(text, kept, blanks)) > 0;
-         kept += length) {
+    while (kept < text.size()) {
+      const std::size_t length = blankLength(text, kept, blanks);
+      if (length == 0) break;
+      kept += length;
     }
     if (kept == lineStart) return;
     result.append(text.substr(copied, lineStart - copied));
